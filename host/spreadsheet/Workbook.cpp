@@ -1,0 +1,1144 @@
+#include "spreadsheet/Workbook.h"
+
+#include "spreadsheet/NumberFormat.h"
+#include "spreadsheet/Package.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <cwctype>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <unordered_map>
+
+namespace spreadsheet {
+
+namespace {
+
+bool equalsNoCase(std::wstring_view a, std::wstring_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (std::towlower(wint_t(a[i])) != std::towlower(wint_t(b[i])))
+            return false;
+    return true;
+}
+
+// Directory part of a part name, with its slash: "xl/" for "xl/workbook.xml".
+std::string partDir(const std::string& part) {
+    auto slash = part.rfind('/');
+    return slash == std::string::npos ? std::string() : part.substr(0, slash + 1);
+}
+
+std::string relsPartOf(const std::string& part) {
+    auto slash = part.rfind('/');
+    std::string dir = slash == std::string::npos ? "" : part.substr(0, slash + 1);
+    std::string file = slash == std::string::npos ? part : part.substr(slash + 1);
+    return dir + "_rels/" + file + ".rels";
+}
+
+// Target of a relationship, resolved against the source part's directory.
+std::string resolveTarget(const std::string& baseDir, const std::string& target) {
+    std::string full = !target.empty() && target[0] == '/' ? target.substr(1) : baseDir + target;
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    while (start <= full.size()) {
+        auto end = full.find('/', start);
+        if (end == std::string::npos)
+            end = full.size();
+        std::string seg = full.substr(start, end - start);
+        if (seg == "..") {
+            if (!parts.empty())
+                parts.pop_back();
+        } else if (!seg.empty() && seg != ".") {
+            parts.push_back(seg);
+        }
+        start = end + 1;
+    }
+    std::string out;
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        out += (i ? "/" : "") + parts[i];
+    return out;
+}
+
+struct Relationship {
+    std::string type;
+    std::string target;
+};
+
+// Relationships of a part by id; a missing rels part is an empty set.
+Status readRels(Package& pkg, const std::string& part, std::map<std::string, Relationship>& out) {
+    std::string relsPart = relsPartOf(part);
+    if (!pkg.has(relsPart))
+        return Status::Ok;
+    std::string buf;
+    Status st = pkg.read(relsPart, buf);
+    if (st != Status::Ok)
+        return st;
+    pugi::xml_document doc;
+    st = parseXml(buf, doc);
+    if (st != Status::Ok)
+        return st;
+    std::string dir = partDir(part);
+    for (auto r = doc.document_element().first_child(); r; r = r.next_sibling()) {
+        if (localName(r.name()) != "Relationship")
+            continue;
+        if (std::string(r.attribute("TargetMode").value()) == "External")
+            continue;
+        out[r.attribute("Id").value()] = {r.attribute("Type").value(),
+                                          resolveTarget(dir, r.attribute("Target").value())};
+    }
+    return Status::Ok;
+}
+
+bool endsWith(std::string_view s, std::string_view suffix) {
+    return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
+}
+
+// Text of a string item (<si>, <is>): plain <t>, or the runs of rich text.
+std::wstring stringItemText(pugi::xml_node item) {
+    std::string utf8;
+    for (auto c = item.first_child(); c; c = c.next_sibling()) {
+        auto name = localName(c.name());
+        if (name == "t")
+            utf8 += c.text().get();
+        else if (name == "r")
+            utf8 += childNamed(c, "t").text().get();
+    }
+    std::wstring w = fromUtf8(utf8);
+    // _xHHHH_ stands for a character that XML cannot carry.
+    if (w.find(L"_x") == std::wstring::npos)
+        return w;
+    std::wstring out;
+    for (std::size_t i = 0; i < w.size(); ++i) {
+        if (w[i] == L'_' && i + 6 < w.size() && w[i + 1] == L'x' && w[i + 6] == L'_' &&
+            std::all_of(w.begin() + long(i) + 2, w.begin() + long(i) + 6,
+                        [](wchar_t c) { return std::iswxdigit(wint_t(c)); })) {
+            out.push_back(wchar_t(std::wcstol(w.substr(i + 2, 4).c_str(), nullptr, 16)));
+            i += 6;
+        } else {
+            out.push_back(w[i]);
+        }
+    }
+    return out;
+}
+
+bool parseNumberAttr(const char* s, double& out) {
+    std::size_t n = std::strlen(s);
+    auto res = std::from_chars(s, s + n, out);
+    return res.ec == std::errc() && res.ptr == s + n && n > 0;
+}
+
+int intAttr(pugi::xml_attribute a, int fallback) {
+    if (!a)
+        return fallback;
+    const char* s = a.value();
+    int v = 0;
+    auto res = std::from_chars(s, s + std::strlen(s), v);
+    return res.ec == std::errc() ? v : fallback;
+}
+
+std::string numberText(double v) {
+    char buf[64];
+    auto res = std::to_chars(buf, buf + sizeof buf, v);
+    return std::string(buf, res.ptr);
+}
+
+// Typed text as the program enters it: a plain decimal number becomes a number.
+bool readsAsNumber(const std::wstring& text, double& out) {
+    std::size_t b = 0, e = text.size();
+    while (b < e && text[b] == L' ')
+        ++b;
+    while (e > b && text[e - 1] == L' ')
+        --e;
+    if (b == e)
+        return false;
+    std::string s;
+    for (std::size_t i = b; i < e; ++i) {
+        wchar_t c = text[i];
+        if (!((c >= L'0' && c <= L'9') || c == L'.' || c == L'-' || c == L'+' || c == L'e' ||
+              c == L'E'))
+            return false;
+        s.push_back(char(c));
+    }
+    const char* p = s.c_str();
+    if (*p == '+')
+        ++p;
+    if (*p == '+' ||
+        !(std::isdigit((unsigned char)p[*p == '-' ? 1 : 0]) || p[*p == '-' ? 1 : 0] == '.'))
+        return false;
+    auto res = std::from_chars(p, s.c_str() + s.size(), out);
+    return res.ec == std::errc() && res.ptr == s.c_str() + s.size() && std::isfinite(out);
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------
+
+struct CellEntry {
+    int row;
+    int col;
+    pugi::xml_node node;
+};
+
+struct ColSpan {
+    int min;
+    int max;
+    double width;
+};
+
+struct SheetData {
+    std::string buffer; // the XML text the document points into
+    pugi::xml_document doc;
+    pugi::xml_node root;
+    pugi::xml_node sheetData;
+    std::vector<std::pair<int, pugi::xml_node>> rows;
+    std::vector<CellEntry> cells; // sorted by row, then column
+    std::vector<ColSpan> cols;
+    double defaultWidth = 0;
+    CellRef activeCell{1, 1};
+    std::wstring sqref = L"A1";
+    bool modified = false;
+
+    const CellEntry* find(int row, int col) const {
+        auto it =
+            std::lower_bound(cells.begin(), cells.end(), std::make_pair(row, col),
+                             [](const CellEntry& e, const std::pair<int, int>& k) {
+                                 return e.row < k.first || (e.row == k.first && e.col < k.second);
+                             });
+        if (it != cells.end() && it->row == row && it->col == col)
+            return &*it;
+        return nullptr;
+    }
+};
+
+struct WorkbookImpl {
+    Limits limits;
+    Package pkg;
+    std::string workbookPart;
+    std::string workbookBuffer;
+    pugi::xml_document workbookDoc;
+    bool workbookModified = false;
+    std::vector<std::wstring> sharedStrings;
+    std::vector<int> xfFormat; // numFmtId per cell format
+    std::map<int, std::wstring> customFormats;
+    std::unordered_map<std::wstring, std::unique_ptr<NumberFormat>> formatCache;
+    bool date1904 = false;
+    std::vector<DefinedName> names;
+
+    const NumberFormat& format(const std::wstring& code) {
+        auto it = formatCache.find(code);
+        if (it == formatCache.end())
+            it = formatCache.emplace(code, std::make_unique<NumberFormat>(code)).first;
+        return *it->second;
+    }
+
+    std::wstring formatCode(int style) const {
+        if (style < 0 || std::size_t(style) >= xfFormat.size())
+            return L"General";
+        int id = xfFormat[std::size_t(style)];
+        auto it = customFormats.find(id);
+        return it != customFormats.end() ? it->second : builtinFormatCode(id);
+    }
+
+    Status loadSharedStrings(const std::string& part);
+    Status loadStyles(const std::string& part);
+    static Status openPackage(Workbook& book, std::string bytes);
+    static Status loadSheet(Workbook& book, Worksheet& sheet);
+};
+
+Status WorkbookImpl::loadSharedStrings(const std::string& part) {
+    std::string buf;
+    Status st = pkg.read(part, buf);
+    if (st != Status::Ok)
+        return st;
+    pugi::xml_document doc;
+    st = parseXml(buf, doc);
+    if (st != Status::Ok)
+        return st;
+    for (auto si = doc.document_element().first_child(); si; si = si.next_sibling()) {
+        if (localName(si.name()) != "si")
+            continue;
+        if (sharedStrings.size() >= limits.maxSharedStrings)
+            return Status::TooManyStrings;
+        sharedStrings.push_back(stringItemText(si));
+    }
+    return Status::Ok;
+}
+
+Status WorkbookImpl::loadStyles(const std::string& part) {
+    std::string buf;
+    Status st = pkg.read(part, buf);
+    if (st != Status::Ok)
+        return st;
+    pugi::xml_document doc;
+    st = parseXml(buf, doc);
+    if (st != Status::Ok)
+        return st;
+    auto root = doc.document_element();
+    for (auto f = childNamed(root, "numFmts").first_child(); f; f = f.next_sibling())
+        if (localName(f.name()) == "numFmt")
+            customFormats[intAttr(f.attribute("numFmtId"), -1)] =
+                fromUtf8(f.attribute("formatCode").value());
+    for (auto xf = childNamed(root, "cellXfs").first_child(); xf; xf = xf.next_sibling())
+        if (localName(xf.name()) == "xf")
+            xfFormat.push_back(intAttr(xf.attribute("numFmtId"), 0));
+    return Status::Ok;
+}
+
+Status WorkbookImpl::openPackage(Workbook& book, std::string bytes) {
+    WorkbookImpl& m = *book.m_impl;
+    Status st = m.pkg.open(std::move(bytes), m.limits);
+    if (st != Status::Ok)
+        return st;
+    std::map<std::string, Relationship> rootRels;
+    st = readRels(m.pkg, "", rootRels);
+    if (st != Status::Ok)
+        return st;
+    for (const auto& [id, rel] : rootRels)
+        if (endsWith(rel.type, "/officeDocument"))
+            m.workbookPart = rel.target;
+    if (m.workbookPart.empty() && m.pkg.has("xl/workbook.xml"))
+        m.workbookPart = "xl/workbook.xml";
+    if (m.workbookPart.empty() || !m.pkg.has(m.workbookPart))
+        return Status::MissingPart;
+
+    st = m.pkg.read(m.workbookPart, m.workbookBuffer);
+    if (st != Status::Ok)
+        return st;
+    st = parseXml(m.workbookBuffer, m.workbookDoc);
+    if (st != Status::Ok)
+        return st;
+    auto root = m.workbookDoc.document_element();
+    if (localName(root.name()) != "workbook")
+        return Status::BadXml;
+
+    std::map<std::string, Relationship> rels;
+    st = readRels(m.pkg, m.workbookPart, rels);
+    if (st != Status::Ok)
+        return st;
+    for (const auto& [id, rel] : rels) {
+        if (endsWith(rel.type, "/sharedStrings") && m.pkg.has(rel.target)) {
+            st = m.loadSharedStrings(rel.target);
+            if (st != Status::Ok)
+                return st;
+        } else if (endsWith(rel.type, "/styles") && m.pkg.has(rel.target)) {
+            st = m.loadStyles(rel.target);
+            if (st != Status::Ok)
+                return st;
+        }
+    }
+
+    auto pr = childNamed(root, "workbookPr");
+    std::string d1904 = pr.attribute("date1904").value();
+    m.date1904 = d1904 == "1" || d1904 == "true";
+
+    for (auto s = childNamed(root, "sheets").first_child(); s; s = s.next_sibling()) {
+        if (localName(s.name()) != "sheet")
+            continue;
+        if (book.m_sheets.size() >= m.limits.maxSheets)
+            return Status::TooManySheets;
+        std::string rid;
+        for (auto a = s.first_attribute(); a; a = a.next_attribute())
+            if (localName(a.name()) == "id" && std::strchr(a.name(), ':'))
+                rid = a.value();
+        auto rel = rels.find(rid);
+        if (rel == rels.end() || !m.pkg.has(rel->second.target))
+            return Status::MissingPart;
+        auto sheet = std::unique_ptr<Worksheet>(
+            new Worksheet(&book, fromUtf8(s.attribute("name").value()), rel->second.target));
+        std::string state = s.attribute("state").value();
+        sheet->m_state = state == "hidden"       ? SheetState::Hidden
+                         : state == "veryHidden" ? SheetState::VeryHidden
+                                                 : SheetState::Visible;
+        book.m_sheets.push_back(std::move(sheet));
+    }
+    if (book.m_sheets.empty())
+        return Status::MissingPart;
+
+    auto view = childNamed(childNamed(root, "bookViews"), "workbookView");
+    int active = intAttr(view.attribute("activeTab"), 0);
+    book.m_activeSheet = active >= 0 && std::size_t(active) < book.m_sheets.size() ? active : 0;
+
+    for (auto n = childNamed(root, "definedNames").first_child(); n; n = n.next_sibling()) {
+        if (localName(n.name()) != "definedName")
+            continue;
+        DefinedName dn;
+        dn.name = fromUtf8(n.attribute("name").value());
+        dn.scopeSheet = intAttr(n.attribute("localSheetId"), -1);
+        dn.refersTo = fromUtf8(n.text().get());
+        // A plain reference: Sheet!$A$1 or 'My sheet'!$A$1:$B$2.
+        auto bang = dn.refersTo.rfind(L'!');
+        if (bang != std::wstring::npos) {
+            std::wstring sheetName = dn.refersTo.substr(0, bang);
+            if (sheetName.size() >= 2 && sheetName.front() == L'\'' && sheetName.back() == L'\'') {
+                std::wstring unq;
+                for (std::size_t i = 1; i + 1 < sheetName.size(); ++i) {
+                    unq.push_back(sheetName[i]);
+                    if (sheetName[i] == L'\'' && i + 2 < sheetName.size() &&
+                        sheetName[i + 1] == L'\'')
+                        ++i;
+                }
+                sheetName = unq;
+            }
+            RangeRef r;
+            int idx = book.findSheet(sheetName);
+            if (idx >= 0 && parseRangeRef(dn.refersTo.substr(bang + 1), r)) {
+                dn.sheet = idx;
+                dn.range = r;
+            }
+        }
+        m.names.push_back(std::move(dn));
+    }
+    return Status::Ok;
+}
+
+Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet) {
+    WorkbookImpl& m = *book.m_impl;
+    auto data = std::make_unique<SheetData>();
+    Status st = m.pkg.read(sheet.m_partName, data->buffer);
+    if (st != Status::Ok)
+        return st;
+    st = parseXml(data->buffer, data->doc);
+    if (st != Status::Ok)
+        return st;
+    data->root = data->doc.document_element();
+
+    auto fmt = childNamed(data->root, "sheetFormatPr");
+    double def = fmt.attribute("defaultColWidth").as_double(0);
+    if (!(def > 0 && def <= 255)) {
+        double base = fmt.attribute("baseColWidth").as_double(8);
+        if (!(base >= 0 && base <= 255))
+            base = 8;
+        // base characters plus padding, rounded up to a multiple of 8 pixels
+        int px = int(base) * 7 + kCellPaddingPixels;
+        px = (px + 7) / 8 * 8;
+        def = columnWidthFromPixels(px);
+    }
+    data->defaultWidth = def;
+    for (auto c = childNamed(data->root, "cols").first_child(); c; c = c.next_sibling()) {
+        if (localName(c.name()) != "col")
+            continue;
+        int mn = intAttr(c.attribute("min"), 0), mx = intAttr(c.attribute("max"), 0);
+        if (mn < 1 || mx < mn || mx > kMaxColumns)
+            return Status::BadReference;
+        double w = c.attribute("width").as_double(def);
+        if (!(w >= 0 && w <= 255))
+            w = def;
+        data->cols.push_back({mn, mx, w});
+    }
+
+    auto view = childNamed(childNamed(data->root, "sheetViews"), "sheetView");
+    if (view) {
+        std::string activePane = childNamed(view, "pane").attribute("activePane").value();
+        pugi::xml_node chosen;
+        for (auto s = view.first_child(); s; s = s.next_sibling()) {
+            if (localName(s.name()) != "selection")
+                continue;
+            std::string pane = s.attribute("pane").value();
+            if (!chosen || pane == activePane)
+                chosen = s;
+        }
+        if (chosen) {
+            CellRef ac;
+            if (parseCellRef(std::string_view(chosen.attribute("activeCell").value()), ac))
+                data->activeCell = ac;
+            std::wstring sq = fromUtf8(chosen.attribute("sqref").value());
+            data->sqref =
+                sq.empty() ? cellAddress(data->activeCell.row, data->activeCell.col, false) : sq;
+        }
+    }
+
+    data->sheetData = childNamed(data->root, "sheetData");
+    st = Status::Ok;
+    if (data->sheetData) {
+        int prevRow = 0;
+        bool sorted = true;
+        for (auto r = data->sheetData.first_child(); r; r = r.next_sibling()) {
+            if (localName(r.name()) != "row")
+                continue;
+            int rowNum = prevRow + 1;
+            if (auto ra = r.attribute("r")) {
+                rowNum = intAttr(ra, 0);
+            }
+            if (rowNum < 1 || rowNum > kMaxRows)
+                return Status::BadReference;
+            if (rowNum <= prevRow)
+                sorted = false;
+            prevRow = rowNum;
+            data->rows.emplace_back(rowNum, r);
+            int prevCol = 0;
+            for (auto c = r.first_child(); c; c = c.next_sibling()) {
+                if (localName(c.name()) != "c")
+                    continue;
+                int col = prevCol + 1;
+                if (auto ra = c.attribute("r")) {
+                    CellRef ref;
+                    if (!parseCellRef(std::string_view(ra.value()), ref) || ref.row != rowNum)
+                        return Status::BadReference;
+                    col = ref.col;
+                }
+                if (col > kMaxColumns)
+                    return Status::BadReference;
+                if (col <= prevCol)
+                    sorted = false;
+                prevCol = col;
+                data->cells.push_back({rowNum, col, c});
+            }
+        }
+        if (!sorted) {
+            auto less = [](const CellEntry& a, const CellEntry& b) {
+                return a.row < b.row || (a.row == b.row && a.col < b.col);
+            };
+            std::stable_sort(data->cells.begin(), data->cells.end(), less);
+            std::stable_sort(data->rows.begin(), data->rows.end(),
+                             [](const auto& a, const auto& b) { return a.first < b.first; });
+        }
+    }
+    sheet.m_data = std::move(data);
+    return st;
+}
+
+// ---------------------------------------------------------------------------------------
+
+std::wstring statusText(Status status) {
+    switch (status) {
+    case Status::Ok:
+        return L"OK";
+    case Status::FileNotFound:
+        return L"The file cannot be found or read.";
+    case Status::NotAZip:
+        return L"The file is not a workbook: it is no zip archive or it is damaged.";
+    case Status::MissingPart:
+        return L"The file is not a workbook: a part of the workbook is missing.";
+    case Status::BadXml:
+        return L"The file is damaged: a part of the workbook is not well-formed XML.";
+    case Status::DtdForbidden:
+        return L"The file is damaged: a part of the workbook declares a DOCTYPE.";
+    case Status::TooLarge:
+        return L"The file is too large: a part inflates past the size limit.";
+    case Status::BadReference:
+        return L"The file is damaged: it refers to a cell beyond XFD1048576.";
+    case Status::TooManyStrings:
+        return L"The file is too large: its shared-string table passes the limit.";
+    case Status::TooManySheets:
+        return L"The file is too large: it has too many sheets.";
+    case Status::ReadOnly:
+        return L"The workbook is read-only and cannot be saved over its file.";
+    case Status::NoPath:
+        return L"The workbook has no file yet.";
+    case Status::WriteFailed:
+        return L"The file cannot be written.";
+    case Status::NoSuchSheet:
+        return L"There is no such sheet.";
+    }
+    return L"Unknown status.";
+}
+
+// ---- Worksheet ----------------------------------------------------------------------
+
+Worksheet::Worksheet(Workbook* book, std::wstring name, std::string partName)
+    : m_book(book), m_name(std::move(name)), m_partName(std::move(partName)) {}
+
+Worksheet::~Worksheet() = default;
+
+void Worksheet::setState(SheetState state) {
+    if (state == m_state)
+        return;
+    m_state = state;
+    auto sheets = childNamed(m_book->m_impl->workbookDoc.document_element(), "sheets");
+    std::size_t i = 0;
+    for (auto s = sheets.first_child(); s; s = s.next_sibling()) {
+        if (localName(s.name()) != "sheet")
+            continue;
+        if (i < m_book->m_sheets.size() && m_book->m_sheets[i].get() == this) {
+            s.remove_attribute("state");
+            if (state != SheetState::Visible)
+                s.append_attribute("state") = state == SheetState::Hidden ? "hidden" : "veryHidden";
+        }
+        ++i;
+    }
+    m_book->m_impl->workbookModified = true;
+    m_book->markDirty();
+}
+
+Status Worksheet::load() {
+    if (m_data)
+        return Status::Ok;
+    if (m_loadStatus != Status::Ok)
+        return m_loadStatus;
+    m_loadStatus = WorkbookImpl::loadSheet(*m_book, *this);
+    return m_loadStatus;
+}
+
+CellValue Worksheet::value(int row, int col) {
+    CellValue v;
+    if (load() != Status::Ok)
+        return v;
+    const CellEntry* e = m_data->find(row, col);
+    if (!e)
+        return v;
+    auto node = e->node;
+    std::string_view t = node.attribute("t").value();
+    pugi::xml_node vNode, fNode, isNode;
+    for (auto c = node.first_child(); c; c = c.next_sibling()) {
+        auto n = localName(c.name());
+        if (n == "v")
+            vNode = c;
+        else if (n == "f")
+            fNode = c;
+        else if (n == "is")
+            isNode = c;
+    }
+    v.formula = bool(fNode);
+    const char* text = vNode.text().get();
+    if (t == "s") {
+        int idx = -1;
+        auto res = std::from_chars(text, text + std::strlen(text), idx);
+        const auto& sst = m_book->m_impl->sharedStrings;
+        if (res.ec == std::errc() && idx >= 0 && std::size_t(idx) < sst.size()) {
+            v.type = CellType::String;
+            v.string = sst[std::size_t(idx)];
+        }
+    } else if (t == "inlineStr") {
+        v.type = CellType::String;
+        v.string = isNode ? stringItemText(isNode) : fromUtf8(text);
+    } else if (t == "str") {
+        v.type = CellType::String;
+        v.string = fromUtf8(text);
+    } else if (t == "b") {
+        if (vNode) {
+            v.type = CellType::Boolean;
+            v.number = std::string_view(text) == "1" || std::string_view(text) == "true";
+        }
+    } else if (t == "e") {
+        v.type = CellType::Error;
+        v.string = fromUtf8(text);
+    } else if (vNode) {
+        double d = 0;
+        if (parseNumberAttr(text, d) && std::isfinite(d)) {
+            v.type = CellType::Number;
+            v.number = d;
+        } else {
+            v.type = CellType::Error;
+            v.string = L"#VALUE!";
+        }
+    }
+    return v;
+}
+
+std::wstring Worksheet::numberFormat(int row, int col) {
+    if (load() != Status::Ok)
+        return L"General";
+    const CellEntry* e = m_data->find(row, col);
+    int style = 0;
+    if (e)
+        style = intAttr(e->node.attribute("s"), 0);
+    return m_book->m_impl->formatCode(style);
+}
+
+namespace {
+
+std::wstring displayText(WorkbookImpl& impl, const CellValue& v, const std::wstring& code,
+                         int contentPixels) {
+    switch (v.type) {
+    case CellType::Empty:
+        return L"";
+    case CellType::Boolean:
+        return v.number != 0 ? L"TRUE" : L"FALSE";
+    case CellType::Error:
+        return v.string;
+    case CellType::String:
+        return impl.format(code).formatText(v.string);
+    case CellType::Number:
+        return impl.format(code).formatNumber(v.number, {impl.date1904, contentPixels});
+    }
+    return L"";
+}
+
+} // namespace
+
+std::wstring Worksheet::text(int row, int col) {
+    CellValue v = value(row, col);
+    if (v.type == CellType::Empty)
+        return L"";
+    return displayText(*m_book->m_impl, v, numberFormat(row, col), columnContentPixels(col));
+}
+
+double Worksheet::columnWidth(int col) {
+    if (load() != Status::Ok)
+        return 0;
+    for (const auto& c : m_data->cols)
+        if (col >= c.min && col <= c.max)
+            return c.width;
+    return m_data->defaultWidth;
+}
+
+int Worksheet::columnContentPixels(int col) {
+    return std::max(0, columnPixels(columnWidth(col)) - kCellPaddingPixels);
+}
+
+RangeRef Worksheet::usedRange() {
+    RangeRef r{{1, 1}, {1, 1}};
+    if (load() != Status::Ok || m_data->cells.empty())
+        return r;
+    r.first = {m_data->cells.front().row, kMaxColumns};
+    r.last = {m_data->cells.back().row, 1};
+    for (const auto& c : m_data->cells) {
+        r.first.col = std::min(r.first.col, c.col);
+        r.last.col = std::max(r.last.col, c.col);
+    }
+    return r;
+}
+
+CellRef Worksheet::activeCell() {
+    if (load() != Status::Ok)
+        return {1, 1};
+    return m_data->activeCell;
+}
+
+const std::wstring& Worksheet::selectionRef() {
+    static const std::wstring a1 = L"A1";
+    if (load() != Status::Ok)
+        return a1;
+    return m_data->sqref;
+}
+
+namespace {
+
+// Ensures a child element in schema order: inserted before the first of `before` present.
+pugi::xml_node ensureChild(pugi::xml_node parent, const char* name,
+                           std::initializer_list<const char*> before) {
+    if (auto c = childNamed(parent, name))
+        return c;
+    for (auto c = parent.first_child(); c; c = c.next_sibling())
+        for (const char* b : before)
+            if (localName(c.name()) == b)
+                return parent.insert_child_before(name, c);
+    return parent.append_child(name);
+}
+
+const std::initializer_list<const char*> kAfterSheetViews = {
+    "sheetFormatPr",    "cols",
+    "sheetData",        "sheetCalcPr",
+    "sheetProtection",  "protectedRanges",
+    "scenarios",        "autoFilter",
+    "sortState",        "dataConsolidate",
+    "customSheetViews", "mergeCells",
+    "phoneticPr",       "conditionalFormatting",
+    "dataValidations",  "hyperlinks",
+    "printOptions",     "pageMargins",
+    "pageSetup",        "headerFooter",
+    "drawing",          "legacyDrawing",
+    "tableParts",       "extLst"};
+
+} // namespace
+
+void Worksheet::select(const RangeRef& range, CellRef active) {
+    if (load() != Status::Ok)
+        return;
+    m_data->activeCell = active;
+    m_data->sqref = rangeAddress(range, false);
+    auto views = ensureChild(m_data->root, "sheetViews", kAfterSheetViews);
+    auto view = childNamed(views, "sheetView");
+    if (!view) {
+        view = views.append_child("sheetView");
+        view.append_attribute("workbookViewId") = "0";
+    }
+    pugi::xml_node sel;
+    for (auto s = view.first_child(); s; s = s.next_sibling())
+        if (localName(s.name()) == "selection")
+            sel = s;
+    if (!sel)
+        sel = view.append_child("selection");
+    std::string ac = toUtf8(cellAddress(active.row, active.col, false));
+    (sel.attribute("activeCell") ? sel.attribute("activeCell")
+                                 : sel.append_attribute("activeCell")) = ac.c_str();
+    std::string sq = toUtf8(m_data->sqref);
+    (sel.attribute("sqref") ? sel.attribute("sqref") : sel.append_attribute("sqref")) = sq.c_str();
+    m_data->modified = true;
+    m_book->markDirty();
+}
+
+namespace {
+
+void rebuildIndex(SheetData& d) {
+    d.rows.clear();
+    d.cells.clear();
+    for (auto r = d.sheetData.first_child(); r; r = r.next_sibling()) {
+        if (localName(r.name()) != "row")
+            continue;
+        int rowNum = intAttr(r.attribute("r"), d.rows.empty() ? 1 : d.rows.back().first + 1);
+        d.rows.emplace_back(rowNum, r);
+        int prevCol = 0;
+        for (auto c = r.first_child(); c; c = c.next_sibling()) {
+            if (localName(c.name()) != "c")
+                continue;
+            CellRef ref;
+            int col = parseCellRef(std::string_view(c.attribute("r").value()), ref) ? ref.col
+                                                                                    : prevCol + 1;
+            prevCol = col;
+            d.cells.push_back({rowNum, col, c});
+        }
+    }
+}
+
+pugi::xml_node rowNode(SheetData& d, int row) {
+    auto it = std::lower_bound(d.rows.begin(), d.rows.end(), row,
+                               [](const auto& e, int r) { return e.first < r; });
+    if (it != d.rows.end() && it->first == row)
+        return it->second;
+    pugi::xml_node node = it != d.rows.end() ? d.sheetData.insert_child_before("row", it->second)
+                                             : d.sheetData.append_child("row");
+    node.append_attribute("r") = row;
+    d.rows.insert(it, {row, node});
+    return node;
+}
+
+pugi::xml_node cellNode(pugi::xml_node rowNode, int row, int col) {
+    int prevCol = 0;
+    for (auto c = rowNode.first_child(); c; c = c.next_sibling()) {
+        if (localName(c.name()) != "c")
+            continue;
+        CellRef ref;
+        int cc =
+            parseCellRef(std::string_view(c.attribute("r").value()), ref) ? ref.col : prevCol + 1;
+        prevCol = cc;
+        if (cc == col)
+            return c;
+        if (cc > col) {
+            auto n = rowNode.insert_child_before("c", c);
+            n.append_attribute("r") = toUtf8(cellAddress(row, col, false)).c_str();
+            return n;
+        }
+    }
+    auto n = rowNode.append_child("c");
+    n.append_attribute("r") = toUtf8(cellAddress(row, col, false)).c_str();
+    return n;
+}
+
+} // namespace
+
+Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::wstring>>& block) {
+    Status st = load();
+    if (st != Status::Ok)
+        return st;
+    auto& d = *m_data;
+    if (!d.sheetData)
+        d.sheetData = ensureChild(
+            d.root, "sheetData",
+            {"sheetCalcPr",  "sheetProtection", "protectedRanges",       "scenarios",
+             "autoFilter",   "sortState",       "dataConsolidate",       "customSheetViews",
+             "mergeCells",   "phoneticPr",      "conditionalFormatting", "dataValidations",
+             "hyperlinks",   "printOptions",    "pageMargins",           "pageSetup",
+             "headerFooter", "drawing",         "legacyDrawing",         "tableParts",
+             "extLst"});
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        long r = long(row) + long(i);
+        if (r < 1 || r > kMaxRows)
+            continue;
+        pugi::xml_node rn;
+        for (std::size_t j = 0; j < block[i].size(); ++j) {
+            long c = long(col) + long(j);
+            if (c < 1 || c > kMaxColumns)
+                continue;
+            if (!rn)
+                rn = rowNode(d, int(r));
+            auto cell = cellNode(rn, int(r), int(c));
+            // The new value replaces a formula and any old value; the cell keeps its style.
+            while (auto child = cell.first_child())
+                cell.remove_child(child);
+            cell.remove_attribute("t");
+            const std::wstring& text = block[i][j];
+            double num = 0;
+            if (text.empty()) {
+                if (!cell.attribute("s"))
+                    rn.remove_child(cell);
+            } else if (readsAsNumber(text, num)) {
+                cell.append_child("v").text() = numberText(num).c_str();
+            } else {
+                cell.append_attribute("t") = "inlineStr";
+                auto t = cell.append_child("is").append_child("t");
+                if (text.front() == L' ' || text.back() == L' ')
+                    t.append_attribute("xml:space") = "preserve";
+                t.text() = toUtf8(text).c_str();
+            }
+        }
+    }
+    rebuildIndex(d);
+    d.modified = true;
+    m_book->markDirty();
+    return Status::Ok;
+}
+
+void Worksheet::autoFitColumns(int firstCol, int lastCol) {
+    if (load() != Status::Ok)
+        return;
+    auto& d = *m_data;
+    firstCol = std::max(firstCol, 1);
+    lastCol = std::min(lastCol, kMaxColumns);
+    std::map<int, int> widest;
+    for (const auto& e : d.cells) {
+        if (e.col < firstCol || e.col > lastCol)
+            continue;
+        CellValue v = value(e.row, e.col);
+        if (v.type == CellType::Empty)
+            continue;
+        std::wstring t = displayText(*m_book->m_impl, v, numberFormat(e.row, e.col), -1);
+        int& w = widest[e.col];
+        w = std::max(w, textPixels(t));
+    }
+    if (widest.empty())
+        return;
+    auto cols = ensureChild(d.root, "cols", {"sheetData"});
+    for (const auto& [col, px] : widest) {
+        double width = columnWidthFromPixels(px + kCellPaddingPixels + 1);
+        pugi::xml_node target;
+        for (auto c = cols.first_child(); c; c = c.next_sibling()) {
+            int mn = intAttr(c.attribute("min"), 0), mx = intAttr(c.attribute("max"), 0);
+            if (col < mn || col > mx)
+                continue;
+            // Split a span so that only this column changes.
+            if (mn < col) {
+                auto left = cols.insert_copy_before(c, c);
+                left.attribute("max") = col - 1;
+            }
+            if (mx > col) {
+                auto right = cols.insert_copy_after(c, c);
+                right.attribute("min") = col + 1;
+            }
+            c.attribute("min") = col;
+            c.attribute("max") = col;
+            target = c;
+            break;
+        }
+        if (!target) {
+            pugi::xml_node after;
+            for (auto c = cols.first_child(); c; c = c.next_sibling())
+                if (intAttr(c.attribute("max"), 0) < col)
+                    after = c;
+            target = after ? cols.insert_child_after("col", after) : cols.prepend_child("col");
+            target.append_attribute("min") = col;
+            target.append_attribute("max") = col;
+        }
+        for (const char* a : {"width", "bestFit", "customWidth"})
+            if (!target.attribute(a))
+                target.append_attribute(a);
+        target.attribute("width") = numberText(width).c_str();
+        target.attribute("bestFit") = "1";
+        target.attribute("customWidth") = "1";
+    }
+    d.cols.clear();
+    for (auto c = cols.first_child(); c; c = c.next_sibling())
+        d.cols.push_back({intAttr(c.attribute("min"), 1), intAttr(c.attribute("max"), 1),
+                          c.attribute("width").as_double(d.defaultWidth)});
+    d.modified = true;
+    m_book->markDirty();
+}
+
+// ---- Workbook -----------------------------------------------------------------------
+
+Workbook::Workbook() : m_impl(std::make_unique<WorkbookImpl>()) {}
+Workbook::~Workbook() = default;
+
+bool Workbook::date1904() const {
+    return m_impl->date1904;
+}
+
+const std::vector<DefinedName>& Workbook::names() const {
+    return m_impl->names;
+}
+
+std::unique_ptr<Workbook> Workbook::openBytes(std::string bytes, const std::wstring& fullName,
+                                              bool readOnly, Status& status, const Limits& limits) {
+    std::unique_ptr<Workbook> book(new Workbook());
+    book->m_impl->limits = limits;
+    book->m_fullName = fullName;
+    book->m_name = std::filesystem::path(fullName).filename().wstring();
+    book->m_readOnly = readOnly;
+    book->m_hasFile = true;
+    status = WorkbookImpl::openPackage(*book, std::move(bytes));
+    if (status != Status::Ok)
+        return nullptr;
+    return book;
+}
+
+std::unique_ptr<Workbook> Workbook::open(const std::wstring& path, bool readOnly, Status& status,
+                                         const Limits& limits) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    fs::path p(path);
+    if (!fs::is_regular_file(p, ec)) {
+        status = Status::FileNotFound;
+        return nullptr;
+    }
+    auto size = fs::file_size(p, ec);
+    if (ec) {
+        status = Status::FileNotFound;
+        return nullptr;
+    }
+    if (size > limits.maxFileBytes) {
+        status = Status::TooLarge;
+        return nullptr;
+    }
+    std::ifstream in(p, std::ios::binary);
+    std::string bytes(std::size_t(size), '\0');
+    if (!in.read(bytes.data(), std::streamsize(size))) {
+        status = Status::FileNotFound;
+        return nullptr;
+    }
+    return openBytes(std::move(bytes), fs::absolute(p, ec).lexically_normal().wstring(), readOnly,
+                     status, limits);
+}
+
+std::unique_ptr<Workbook> Workbook::create(const std::wstring& name) {
+    static const char* const kContentTypes =
+        R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+        R"(<Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">)"
+        R"(<Default Extension="rels" ContentType="application/vnd.openxmlformats-package.relationships+xml"/>)"
+        R"(<Default Extension="xml" ContentType="application/xml"/>)"
+        R"(<Override PartName="/xl/workbook.xml" ContentType="application/vnd.openxmlformats-officedocument.spreadsheetml.sheet.main+xml"/>)"
+        R"(<Override PartName="/xl/worksheets/sheet1.xml" ContentType="application/vnd.openxmlformats-officedocument.spreadsheetml.worksheet+xml"/>)"
+        R"(<Override PartName="/xl/styles.xml" ContentType="application/vnd.openxmlformats-officedocument.spreadsheetml.styles+xml"/>)"
+        R"(</Types>)";
+    static const char* const kRootRels =
+        R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+        R"(<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">)"
+        R"(<Relationship Id="rId1" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/officeDocument" Target="xl/workbook.xml"/>)"
+        R"(</Relationships>)";
+    static const char* const kWorkbook =
+        R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+        R"(<workbook xmlns="http://schemas.openxmlformats.org/spreadsheetml/2006/main" )"
+        R"(xmlns:r="http://schemas.openxmlformats.org/officeDocument/2006/relationships">)"
+        R"(<bookViews><workbookView activeTab="0"/></bookViews>)"
+        R"(<sheets><sheet name="Sheet1" sheetId="1" r:id="rId1"/></sheets></workbook>)";
+    static const char* const kWorkbookRels =
+        R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+        R"(<Relationships xmlns="http://schemas.openxmlformats.org/package/2006/relationships">)"
+        R"(<Relationship Id="rId1" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/worksheet" Target="worksheets/sheet1.xml"/>)"
+        R"(<Relationship Id="rId2" Type="http://schemas.openxmlformats.org/officeDocument/2006/relationships/styles" Target="styles.xml"/>)"
+        R"(</Relationships>)";
+    static const char* const kStyles =
+        R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+        R"(<styleSheet xmlns="http://schemas.openxmlformats.org/spreadsheetml/2006/main">)"
+        R"(<fonts count="1"><font><sz val="11"/><name val="Calibri"/><family val="2"/></font></fonts>)"
+        R"(<fills count="2"><fill><patternFill patternType="none"/></fill><fill><patternFill patternType="gray125"/></fill></fills>)"
+        R"(<borders count="1"><border><left/><right/><top/><bottom/><diagonal/></border></borders>)"
+        R"(<cellStyleXfs count="1"><xf numFmtId="0" fontId="0" fillId="0" borderId="0"/></cellStyleXfs>)"
+        R"(<cellXfs count="1"><xf numFmtId="0" fontId="0" fillId="0" borderId="0" xfId="0"/></cellXfs>)"
+        R"(<cellStyles count="1"><cellStyle name="Normal" xfId="0" builtinId="0"/></cellStyles>)"
+        R"(</styleSheet>)";
+    static const char* const kSheet =
+        R"(<?xml version="1.0" encoding="UTF-8" standalone="yes"?>)"
+        R"(<worksheet xmlns="http://schemas.openxmlformats.org/spreadsheetml/2006/main">)"
+        R"(<sheetViews><sheetView tabSelected="1" workbookViewId="0"><selection activeCell="A1" sqref="A1"/></sheetView></sheetViews>)"
+        R"(<sheetFormatPr defaultRowHeight="15"/><sheetData/>)"
+        R"(<pageMargins left="0.7" right="0.7" top="0.75" bottom="0.75" header="0.3" footer="0.3"/>)"
+        R"(</worksheet>)";
+    std::string bytes = buildZip({{"[Content_Types].xml", kContentTypes},
+                                  {"_rels/.rels", kRootRels},
+                                  {"xl/workbook.xml", kWorkbook},
+                                  {"xl/_rels/workbook.xml.rels", kWorkbookRels},
+                                  {"xl/styles.xml", kStyles},
+                                  {"xl/worksheets/sheet1.xml", kSheet}});
+    Status st;
+    auto book = openBytes(std::move(bytes), name, false, st);
+    if (!book)
+        return nullptr;
+    book->m_name = name;
+    book->m_fullName = name;
+    book->m_hasFile = false;
+    return book;
+}
+
+int Workbook::findSheet(const std::wstring& name) const {
+    for (std::size_t i = 0; i < m_sheets.size(); ++i)
+        if (equalsNoCase(m_sheets[i]->name(), name))
+            return int(i);
+    return -1;
+}
+
+void Workbook::setActiveSheet(int index) {
+    if (index < 0 || std::size_t(index) >= m_sheets.size() || index == m_activeSheet)
+        return;
+    m_activeSheet = index;
+    auto views =
+        ensureChild(m_impl->workbookDoc.document_element(), "bookViews",
+                    {"sheets", "functionGroups", "externalReferences", "definedNames", "calcPr",
+                     "oleSize", "customWorkbookViews", "pivotCaches", "smartTagPr", "smartTagTypes",
+                     "webPublishing", "fileRecoveryPr", "webPublishObjects", "extLst"});
+    auto view = childNamed(views, "workbookView");
+    if (!view)
+        view = views.append_child("workbookView");
+    (view.attribute("activeTab") ? view.attribute("activeTab")
+                                 : view.append_attribute("activeTab")) = index;
+    m_impl->workbookModified = true;
+    markDirty();
+}
+
+const DefinedName* Workbook::findName(const std::wstring& name, int scopeSheet) const {
+    const DefinedName* global = nullptr;
+    for (const auto& n : m_impl->names) {
+        if (!equalsNoCase(n.name, name))
+            continue;
+        if (n.scopeSheet == scopeSheet && scopeSheet >= 0)
+            return &n;
+        if (n.scopeSheet < 0 && !global)
+            global = &n;
+    }
+    return global;
+}
+
+namespace {
+
+struct StringWriter : pugi::xml_writer {
+    std::string out;
+    void write(const void* data, size_t size) override {
+        out.append(static_cast<const char*>(data), size);
+    }
+};
+
+std::string serialize(const pugi::xml_document& doc) {
+    StringWriter w;
+    w.out = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>\r\n";
+    doc.save(w, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+    return w.out;
+}
+
+} // namespace
+
+Status Workbook::saveAs(const std::wstring& path) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    std::wstring full = fs::absolute(fs::path(path), ec).lexically_normal().wstring();
+    if (m_readOnly && m_hasFile && full == m_fullName)
+        return Status::ReadOnly;
+    std::map<std::string, std::string> replaced;
+    if (m_impl->workbookModified)
+        replaced[m_impl->workbookPart] = serialize(m_impl->workbookDoc);
+    for (const auto& s : m_sheets)
+        if (s->m_data && s->m_data->modified)
+            replaced[s->m_partName] = serialize(s->m_data->doc);
+    Status st = m_impl->pkg.writeTo(fs::path(full).string(), replaced);
+    if (st != Status::Ok)
+        return st;
+    m_fullName = full;
+    m_name = fs::path(full).filename().wstring();
+    m_hasFile = true;
+    m_readOnly = false;
+    m_dirty = false;
+    return Status::Ok;
+}
+
+Status Workbook::save() {
+    if (!m_hasFile)
+        return Status::NoPath;
+    if (m_readOnly)
+        return Status::ReadOnly;
+    return saveAs(m_fullName);
+}
+
+} // namespace spreadsheet
