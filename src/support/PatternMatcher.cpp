@@ -782,3 +782,27 @@ int PatternMatcher::Match(const wchar_t* text, PatternMatchContext* context) con
         }
     }
 }
+
+int ApplyPattern(const CString& text, const CString& pattern, CStringArray& groups) {
+    if (text.IsEmpty() || pattern.IsEmpty())
+        return 0;
+    groups.RemoveAll();
+    PatternMatcher matcher;
+    if (matcher.Parse(pattern.GetString()) != kPatternOk)
+        return 0;
+    PatternMatchContext context;
+    try {
+        if (!matcher.Match(text.GetString(), &context))
+            return 0;
+        for (unsigned g = 0; g < context.GetGroupCount(); ++g) {
+            const wchar_t* start = nullptr;
+            const wchar_t* end = nullptr;
+            context.GetMatch(g, &start, &end);
+            groups.Add(start ? CString(start, static_cast<int>(end - start)) : CString());
+        }
+    } catch (const PatternArgumentError&) {
+        groups.RemoveAll();
+        return 0;
+    }
+    return 1;
+}

@@ -11,6 +11,8 @@
 #include <exception>
 #include <vector>
 
+#include "afx.h"
+
 // Compile results of PatternMatcher::Parse.
 enum PatternParseError : int {
     kPatternOk = 0,
@@ -145,3 +147,9 @@ private:
     unsigned m_memoryCount = 0;
     std::uint64_t m_stepLimit = 0;
 };
+
+// Finds the pattern anywhere in the text and gives its capture groups in the
+// order of their opening braces, a group that took no part as an empty entry.
+// 1 on a match; 0 for an empty text or pattern (the array left as it is), a
+// compile error or no match.
+int ApplyPattern(const CString& text, const CString& pattern, CStringArray& groups);

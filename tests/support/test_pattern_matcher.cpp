@@ -325,3 +325,61 @@ TEST(PatternRobustness, MegabytePatternsAndTexts) {
     EXPECT_EQ(out.groups[0], L"2F4");
     EXPECT_EQ(out.groups[1], L"$C$7");
 }
+
+namespace {
+
+std::vector<std::wstring> Texts(const CStringArray& array) {
+    std::vector<std::wstring> out;
+    for (INT_PTR i = 0; i < array.GetSize(); ++i)
+        out.emplace_back(array[i].GetString());
+    return out;
+}
+
+CStringArray Holding(const wchar_t* text) {
+    CStringArray array;
+    array.Add(text);
+    return array;
+}
+
+} // namespace
+
+TEST(ApplyPattern, TakesATableExpressionApart) {
+    CStringArray groups;
+    EXPECT_EQ(ApplyPattern(CString(L"xTable(1A).$B$2 y"), CString(kTablePattern), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"1A", L"$B$2"}));
+
+    EXPECT_EQ(ApplyPattern(CString(L"Table(2F4).$C$7"), CString(kTablePattern), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"2F4", L"$C$7"}));
+    // Fits the pattern; that B2 is no absolute address is for the caller to find.
+    EXPECT_EQ(ApplyPattern(CString(L"Table(1F).B2"), CString(kTablePattern), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"1F", L"B2"}));
+}
+
+TEST(ApplyPattern, NoMatchOrCompileErrorEmptiesTheArray) {
+    CStringArray groups = Holding(L"old");
+    EXPECT_EQ(ApplyPattern(CString(L"table(1F).$B$2"), CString(kTablePattern), groups), 0);
+    EXPECT_EQ(groups.GetSize(), 0);
+    groups = Holding(L"old");
+    EXPECT_EQ(
+        ApplyPattern(CString(L"C:\\Data\\sizes.xlsx*Sheet1*$B$4"), CString(kTablePattern), groups),
+        0);
+    EXPECT_EQ(groups.GetSize(), 0);
+    groups = Holding(L"old");
+    EXPECT_EQ(ApplyPattern(CString(L"abc"), CString(L"{a"), groups), 0);
+    EXPECT_EQ(groups.GetSize(), 0);
+}
+
+TEST(ApplyPattern, EmptyTextOrPatternLeavesTheArrayAsItIs) {
+    CStringArray groups = Holding(L"old");
+    EXPECT_EQ(ApplyPattern(CString(), CString(kTablePattern), groups), 0);
+    EXPECT_EQ(ApplyPattern(CString(L"Table(1).A1"), CString(), groups), 0);
+    EXPECT_EQ(Texts(groups), std::vector<std::wstring>{L"old"});
+}
+
+TEST(ApplyPattern, GroupThatTookNoPartGivesAnEmptyEntry) {
+    CStringArray groups;
+    EXPECT_EQ(ApplyPattern(CString(L"b"), CString(L"{a}|{b}"), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"", L"b"}));
+    EXPECT_EQ(ApplyPattern(CString(L"abc"), CString(L"b"), groups), 1);
+    EXPECT_EQ(groups.GetSize(), 0);
+}
