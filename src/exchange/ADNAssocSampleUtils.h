@@ -1,0 +1,22 @@
+// Access to the drawing's constraint parameters: the AcDbAssocVariable actions of a space's
+// associative network. Only actions of exactly that class are parameters.
+#pragma once
+
+#include "AcString.h"
+#include "acadstrc.h"
+#include "dbmain.h"
+
+// The first variable whose name begins with name (case counts), in network order. Creates one
+// with the expression "1.0" when none is found and create is true; eNullObjectId otherwise.
+Acad::ErrorStatus findVariable(AcDbObjectId spaceId, const AcString& name, bool create,
+                               AcDbObjectId& variableId);
+
+// Adds a new variable to the network; variableId is set once it is in the database, also
+// when a later step fails, and a half-made variable stays.
+Acad::ErrorStatus createVariable(AcDbObjectId networkId, const AcString& name,
+                                 const AcString& expression, AcDbObjectId& variableId);
+
+// Gives a variable a new expression and description; an empty argument leaves its field.
+// Writing the expression it already has evaluates nothing.
+Acad::ErrorStatus setVariableExpression(AcDbObjectId variableId, const AcString& expression,
+                                        const AcString& description, AcString& errorMessage);
