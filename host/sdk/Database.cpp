@@ -82,6 +82,13 @@ AcDbHandle AcDbObjectId::handle() const {
 AcDbDatabase* AcDbObjectId::database() const {
     return m_stub ? m_stub->database : nullptr;
 }
+AcRxClass* AcDbObjectId::objectClass() const {
+    return m_stub && m_stub->object ? m_stub->object->isA() : nullptr;
+}
+
+Acad::ErrorStatus AcDbEntity::transformBy(const AcGeMatrix3d&) {
+    return isWriteEnabled() ? Acad::eNotApplicable : Acad::eNotOpenForWrite;
+}
 
 // ---------------------------------------------------------------------------------------
 // Xdata, kept per application as a chain that starts with its 1001 entry

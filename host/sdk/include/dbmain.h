@@ -7,6 +7,7 @@
 #include "AdAChar.h"
 #include "acadstrc.h"
 #include "adsdef.h"
+#include "gemat3d.h"
 #include "rxobject.h"
 
 class AcDbDatabase;
@@ -71,6 +72,8 @@ public:
     bool isErased() const;
     AcDbHandle handle() const;
     AcDbDatabase* database() const;
+    // The exact class of the object, without opening it; null for a null or purged id.
+    AcRxClass* objectClass() const;
     AcDbObjectId& setFromOldId(intptr_t oldId) {
         m_stub = reinterpret_cast<AcDbStub*>(oldId);
         return *this;
@@ -149,6 +152,8 @@ class AcDbEntity : public AcDbObject {
 public:
     ACRX_DECLARE_MEMBERS(AcDbEntity);
     AcDbObjectId blockId() const { return ownerId(); }
+    // Moves, turns or scales the entity; eNotOpenForWrite unless open for write.
+    virtual Acad::ErrorStatus transformBy(const AcGeMatrix3d& xform);
 };
 
 // Opens an object by id. Refusals: eNullObjectId, eWasErased (unless openErased),
@@ -255,6 +260,27 @@ public:
     Acad::ErrorStatus addAcDbObject(AcDbObjectId& id, AcDbObject* object);
 
     AcDbObjectId regAppTableId() const;
+    AcDbObjectId blockTableId() const;
+    AcDbObjectId textStyleTableId() const;
+
+    // The space new entities go to: model space, or the paper space of the current layout.
+    AcDbObjectId currentSpaceId() const;
+
+    // Current table style, text style and text height for new text.
+    AcDbObjectId tablestyle() const;
+    Acad::ErrorStatus setTablestyle(AcDbObjectId styleId);
+    AcDbObjectId textstyle() const;
+    Acad::ErrorStatus setTextstyle(AcDbObjectId styleId);
+    double textsize() const;
+    Acad::ErrorStatus setTextsize(double size);
+
+    // The current user coordinate system, in world coordinates.
+    AcGePoint3d ucsorg() const;
+    AcGeVector3d ucsxdir() const;
+    AcGeVector3d ucsydir() const;
+    // eInvalidInput unless the axes are of non-zero length and perpendicular.
+    Acad::ErrorStatus setUcs(const AcGePoint3d& origin, const AcGeVector3d& xAxis,
+                             const AcGeVector3d& yAxis);
 
     void addReactor(AcDbDatabaseReactor* reactor) const;
     void removeReactor(AcDbDatabaseReactor* reactor) const;
@@ -273,6 +299,15 @@ public:
     virtual void objectModified(const AcDbDatabase*, const AcDbObject*) {}
     virtual void objectErased(const AcDbDatabase*, const AcDbObject*, bool /*erased*/) {}
 };
+
+// The matrix from the current UCS of the database (the working one when null) to world
+// coordinates; false without a database.
+bool acdbUcsMatrix(AcGeMatrix3d& mat, AcDbDatabase* db = nullptr);
+// A point (or, with vec, a direction) from the working database's UCS to world coordinates.
+bool acdbUcs2Wcs(const ads_point p, ads_point q, bool vec);
+bool acdbWcs2Ucs(const ads_point p, ads_point q, bool vec);
+// Asks for the given entities to be drawn again; the number of entities queued.
+int acdbQueueForRegen(const AcDbObjectId* ids, Adesk::Int32 count);
 
 // The editor's names for objects, two integers, and their ids.
 Acad::ErrorStatus acdbGetAdsName(ads_name& name, AcDbObjectId id);

@@ -1,0 +1,38 @@
+// The host's side of the editor and the drawing: raising command events, regeneration
+// records, switching the current space, and failures of the associative framework.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "dbmain.h"
+
+namespace lmhost {
+
+// Tell the editor reactors about a command; the host program calls these around every
+// command it runs (willStart, then one of ended, cancelled, failed).
+void raiseCommandWillStart(const std::wstring& command);
+void raiseCommandEnded(const std::wstring& command);
+void raiseCommandCancelled(const std::wstring& command);
+void raiseCommandFailed(const std::wstring& command);
+
+// Regenerations asked for: whole-drawing regens (acedRegen) and entities queued with
+// acdbQueueForRegen, in order.
+int regenCount();
+const std::vector<AcDbObjectId>& queuedForRegen();
+void clearRegenRecord();
+
+// Makes a space (model space or a layout's paper space) current; eInvalidInput for what
+// is no space of the database.
+Acad::ErrorStatus setCurrentSpace(AcDbDatabase* database, AcDbObjectId spaceId);
+AcDbObjectId modelSpaceId(AcDbDatabase* database);
+AcDbObjectId paperSpaceId(AcDbDatabase* database);
+
+// Lets AcDbAssocManager::initialize and AcDbAssocNetwork::getInstanceFromObject fail, as
+// they do on a host whose framework is not loaded.
+void setAssocFrameworkAvailable(bool available);
+
+// Back to a host with no input, no selection sets, no editor reactors and no records.
+void resetEditor();
+
+} // namespace lmhost

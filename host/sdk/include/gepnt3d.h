@@ -1,0 +1,4 @@
+// A point in space.
+#pragma once
+
+#include "gemat3d.h"

@@ -1,0 +1,4 @@
+// A direction in space.
+#pragma once
+
+#include "gemat3d.h"
