@@ -1,57 +1,42 @@
-// System calls on modules and the platform's version.
+// Windows base services the plug-in uses: system message texts, local memory, and the
+// C runtime's path splitter.
 #pragma once
+
+#include <cstdarg>
 
 #include "windows.h"
 
-// The module that contains the address (GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS), so that a
-// library can find itself.
-#define GET_MODULE_HANDLE_EX_FLAG_PIN 0x00000001
-#define GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT 0x00000002
-#define GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS 0x00000004
-BOOL GetModuleHandleExW(DWORD dwFlags, LPCWSTR lpModuleName, HMODULE* phModule);
+#define FORMAT_MESSAGE_ALLOCATE_BUFFER 0x00000100
+#define FORMAT_MESSAGE_IGNORE_INSERTS 0x00000200
+#define FORMAT_MESSAGE_FROM_STRING 0x00000400
+#define FORMAT_MESSAGE_FROM_HMODULE 0x00000800
+#define FORMAT_MESSAGE_FROM_SYSTEM 0x00001000
 
-// The full path of the module's file; of the host's executable for a null module. Gives the
-// length copied; a buffer too small takes a cut text and gives nSize.
-DWORD GetModuleFileNameW(HMODULE hModule, LPWSTR lpFilename, DWORD nSize);
+#define LANG_NEUTRAL 0x00
+#define LANG_ENGLISH 0x09
+#define SUBLANG_NEUTRAL 0x00
+#define SUBLANG_DEFAULT 0x01
+#define SUBLANG_SYS_DEFAULT 0x02
+#define MAKELANGID(p, s) ((((WORD)(s)) << 10) | (WORD)(p))
+#define MAKELCID(lgid, srtid) ((DWORD)((((DWORD)((WORD)(srtid))) << 16) | ((DWORD)((WORD)(lgid)))))
+#define SORT_DEFAULT 0x0
+#define LANG_USER_DEFAULT (MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT))
+#define LANG_SYSTEM_DEFAULT (MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT))
+#define LOCALE_USER_DEFAULT (MAKELCID(LANG_USER_DEFAULT, SORT_DEFAULT))
+#define LOCALE_SYSTEM_DEFAULT (MAKELCID(LANG_SYSTEM_DEFAULT, SORT_DEFAULT))
 
-struct OSVERSIONINFOW {
-    DWORD dwOSVersionInfoSize;
-    DWORD dwMajorVersion;
-    DWORD dwMinorVersion;
-    DWORD dwBuildNumber;
-    DWORD dwPlatformId;
-    WCHAR szCSDVersion[128];
-};
-typedef OSVERSIONINFOW* LPOSVERSIONINFOW;
+// The host's system texts, in English, for the codes that occur here; 0 when there is no
+// text (the buffer is left alone). With FORMAT_MESSAGE_ALLOCATE_BUFFER, buffer is a
+// LPWSTR* that receives memory to be freed with LocalFree. Texts end in "\r\n".
+DWORD FormatMessageW(DWORD flags, const void* source, DWORD messageId, DWORD languageId,
+                     LPWSTR buffer, DWORD size, va_list* arguments);
+HLOCAL LocalAlloc(UINT flags, size_t bytes);
+HLOCAL LocalFree(HLOCAL memory);
+DWORD GetUserDefaultLCID();
 
-struct OSVERSIONINFOEXW {
-    DWORD dwOSVersionInfoSize;
-    DWORD dwMajorVersion;
-    DWORD dwMinorVersion;
-    DWORD dwBuildNumber;
-    DWORD dwPlatformId;
-    WCHAR szCSDVersion[128];
-    WORD wServicePackMajor;
-    WORD wServicePackMinor;
-    WORD wSuiteMask;
-    BYTE wProductType;
-    BYTE wReserved;
-};
-typedef OSVERSIONINFOEXW* LPOSVERSIONINFOEXW;
-
-#define VER_PLATFORM_WIN32s 0
-#define VER_PLATFORM_WIN32_WINDOWS 1
-#define VER_PLATFORM_WIN32_NT 2
-#define VER_NT_WORKSTATION 0x0000001
-#define VER_NT_DOMAIN_CONTROLLER 0x0000002
-#define VER_NT_SERVER 0x0000003
-#define VER_SUITE_ENTERPRISE 0x00000002
-#define VER_SUITE_DATACENTER 0x00000080
-#define VER_SUITE_PERSONAL 0x00000200
-
-// Fills the structure by its dwOSVersionInfoSize (the plain or the extended one); FALSE for
-// another size. What this host answers: see docs/host-platform.md.
-BOOL GetVersionExW(LPOSVERSIONINFOW lpVersionInformation);
-
-DWORD GetLastError();
-void SetLastError(DWORD code);
+#define _MAX_DRIVE 3
+#define _MAX_DIR 256
+#define _MAX_FNAME 256
+#define _MAX_EXT 256
+// Splits "C:\dir\name.ext" (either slash) into its parts; any part may be null.
+void _wsplitpath(const wchar_t* path, wchar_t* drive, wchar_t* dir, wchar_t* fname, wchar_t* ext);
