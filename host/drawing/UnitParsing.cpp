@@ -306,7 +306,7 @@ std::optional<double> parseDistance(std::wstring_view text, int mode) {
         value = feetAndInches(c);
         break;
     }
-    if (!value || !c.atEnd())
+    if (!value || !c.atEnd() || !std::isfinite(*value))
         return std::nullopt;
     return sign * *value;
 }

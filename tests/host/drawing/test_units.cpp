@@ -78,6 +78,7 @@ TEST(DistanceParsing, EngineeringAndArchitecturalFeetAndInches) {
         EXPECT_EQ(parseDistance(L"3/4", mode), 0.75);
         EXPECT_EQ(parseDistance(L"-1'-2\"", mode), -14.0);
         EXPECT_EQ(parseDistance(L"14", mode), 14.0);
+        EXPECT_FALSE(parseDistance(L"1e308'", mode)); // overflows to infinity
         EXPECT_FALSE(parseDistance(L"1'-", mode));
         EXPECT_FALSE(parseDistance(L"1'--2", mode));
         EXPECT_FALSE(parseDistance(L"1'-2\"3", mode));
