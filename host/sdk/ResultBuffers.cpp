@@ -115,8 +115,9 @@ resbuf* acutBuildList(int type, ...) {
     resbuf* head = nullptr;
     resbuf** tail = &head;
     while (type != 0 && type != RTNONE) {
-        resbuf* rb = acutNewRb(type);
-        switch (lmhost::resbufKind(type)) {
+        // RTDXF0 stands for group code 0, which would otherwise end the list.
+        resbuf* rb = acutNewRb(type == RTDXF0 ? 0 : type);
+        switch (lmhost::resbufKind(type == RTDXF0 ? 0 : type)) {
         case ResbufKind::Text:
             rb->resval.rstring = lmhost::duplicateText(va_arg(args, const ACHAR*));
             break;
