@@ -1116,9 +1116,12 @@ std::wstring NumberFormat::formatNumber(double value, const DisplayContext& ctx)
         if (secs[0].hasCondition ? conditionHolds(secs[0], value) : value >= 0) {
             sec = &secs[0];
         } else if (n >= 2 && (!secs[1].hasCondition || conditionHolds(secs[1], value))) {
+            // Only the first section of a conditional format shows the minus sign.
             sec = &secs[1];
+            showSign = false;
         } else if (n >= 3) {
             sec = &secs[2];
+            showSign = false;
         } else {
             return hashFill(ctx.contentPixels);
         }

@@ -1,0 +1,163 @@
+// Hostile and damaged files: each fails with a clear status, never a crash or a hang.
+#include "SheetTest.h"
+
+using spreadsheet::Limits;
+using spreadsheet::Status;
+using spreadsheet::Workbook;
+using testkit::XlsxBuilder;
+
+namespace {
+
+Status openStatus(const std::string& bytes, const Limits& limits = {}) {
+    Status st = Status::Ok;
+    auto book = Workbook::openBytes(bytes, L"bad.xlsx", true, st, limits);
+    EXPECT_EQ(book == nullptr, st != Status::Ok);
+    return st;
+}
+
+// Status of loading the first sheet of an otherwise good workbook.
+Status sheetStatus(const std::string& sheetXml, const Limits& limits = {}) {
+    XlsxBuilder b;
+    b.number("A1", 1).part("xl/worksheets/sheet1.xml", sheetXml);
+    Status st;
+    auto book = sheettest::openBytes(b, &st, limits);
+    if (!book)
+        return st;
+    return book->sheet(0).load();
+}
+
+std::string sheetWith(const std::string& rows) {
+    return "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">"
+           "<sheetData>" +
+           rows + "</sheetData></worksheet>";
+}
+
+} // namespace
+
+TEST(BadFiles, NotAZip) {
+    EXPECT_EQ(openStatus(""), Status::NotAZip);
+    EXPECT_EQ(openStatus("hello, this is plain text and no workbook at all"), Status::NotAZip);
+    std::string truncated = XlsxBuilder().bytes();
+    truncated.resize(truncated.size() / 2);
+    EXPECT_EQ(openStatus(truncated), Status::NotAZip);
+}
+
+TEST(BadFiles, ZipWithoutWorkbookParts) {
+    EXPECT_EQ(openStatus(XlsxBuilder::zip({{"readme.txt", "nothing here"}})), Status::MissingPart);
+    EXPECT_EQ(openStatus(XlsxBuilder().omit("xl/worksheets/sheet1.xml").bytes()),
+              Status::MissingPart);
+    EXPECT_EQ(openStatus(XlsxBuilder()
+                             .part("xl/workbook.xml",
+                                   "<workbook xmlns=\"http://schemas.openxmlformats.org/"
+                                   "spreadsheetml/2006/main\"><sheets/></workbook>")
+                             .bytes()),
+              Status::MissingPart);
+}
+
+TEST(BadFiles, BrokenXml) {
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/workbook.xml", "<workbook><sheets>").bytes()),
+              Status::BadXml);
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/sharedStrings.xml", "<sst><si><t>x</si>").bytes()),
+              Status::BadXml);
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/styles.xml", "").bytes()), Status::BadXml);
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/workbook.xml", "<notAWorkbook/>").bytes()),
+              Status::BadXml);
+    EXPECT_EQ(sheetStatus("<worksheet><sheetData><row></worksheet>"), Status::BadXml);
+}
+
+TEST(BadFiles, EntityTricksAreRefused) {
+    const std::string laughs =
+        "<?xml version=\"1.0\"?><!DOCTYPE lolz [<!ENTITY lol \"lol\">"
+        "<!ENTITY lol2 \"&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;&lol;\">]>"
+        "<sst><si><t>&lol2;</t></si></sst>";
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/sharedStrings.xml", laughs).bytes()),
+              Status::DtdForbidden);
+    const std::string external =
+        "<?xml version=\"1.0\"?><!DOCTYPE w [<!ENTITY xxe SYSTEM \"file:///etc/passwd\">]>"
+        "<worksheet><sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is><t>&xxe;</t></is>"
+        "</c></row></sheetData></worksheet>";
+    EXPECT_EQ(sheetStatus(external), Status::DtdForbidden);
+}
+
+TEST(BadFiles, ZipBombsStopAtTheInflatedSizeCap) {
+    Limits limits;
+    limits.maxPartBytes = 1 << 20;
+    std::string huge = sheetWith(std::string(8 << 20, ' ')); // deflates to a few KB
+    EXPECT_EQ(sheetStatus(huge, limits), Status::TooLarge);
+    // The total over all parts is capped as well.
+    Limits total;
+    total.maxTotalBytes = 4 << 10;
+    XlsxBuilder b;
+    for (int i = 0; i < 200; ++i)
+        b.text("A" + std::to_string(i + 1), std::wstring(40, L'x') + std::to_wstring(i));
+    EXPECT_EQ(openStatus(b.bytes(), total), Status::TooLarge);
+}
+
+TEST(BadFiles, ASizeHeaderThatLiesDoesNotFoolTheCap) {
+    Limits limits;
+    limits.maxPartBytes = 1 << 20;
+    XlsxBuilder b;
+    b.part("xl/worksheets/sheet1.xml", sheetWith(std::string(4 << 20, ' ')));
+    std::string bytes = b.bytes();
+    // Rewrite the declared uncompressed size of that entry to 100 bytes, in the local
+    // header (offset 22) and in the central directory (offset 24).
+    const std::string name = "xl/worksheets/sheet1.xml";
+    for (std::size_t at = bytes.find(name); at != std::string::npos;
+         at = bytes.find(name, at + 1)) {
+        std::size_t header = std::string::npos;
+        if (at >= 30 && bytes.compare(at - 30, 4, "PK\x03\x04") == 0)
+            header = at - 30 + 22;
+        else if (at >= 46 && bytes.compare(at - 46, 4, "PK\x01\x02") == 0)
+            header = at - 46 + 24;
+        if (header != std::string::npos)
+            bytes.replace(header, 4, std::string("\x64\0\0\0", 4));
+    }
+    Status st;
+    auto book = Workbook::openBytes(bytes, L"liar.xlsx", true, st, limits);
+    ASSERT_TRUE(book);
+    Status load = book->sheet(0).load();
+    EXPECT_NE(load, Status::Ok);
+    EXPECT_EQ(book->sheet(0).text(1, 1), L"");
+}
+
+TEST(BadFiles, AbsurdCellReferences) {
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"1\"><c r=\"XFD1\"><v>1</v></c></row>")), Status::Ok);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"1048576\"><c r=\"A1048576\"/></row>")), Status::Ok);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"1\"><c r=\"XFE1\"><v>1</v></c></row>")),
+              Status::BadReference);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"1048577\"><c r=\"A1048577\"/></row>")),
+              Status::BadReference);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"99999999999999\"/>")), Status::BadReference);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"-4\"/>")), Status::BadReference);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"2\"><c r=\"A3\"/></row>")), Status::BadReference);
+    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"1\"><c r=\"1A\"/></row>")), Status::BadReference);
+    EXPECT_EQ(sheetStatus("<worksheet><cols><col min=\"1\" max=\"99999\" width=\"5\"/></cols>"
+                          "<sheetData/></worksheet>"),
+              Status::BadReference);
+}
+
+TEST(BadFiles, HugeSharedStringTables) {
+    Limits limits;
+    limits.maxSharedStrings = 100;
+    XlsxBuilder b;
+    for (int i = 0; i < 101; ++i)
+        b.text("A" + std::to_string(i + 1), L"s" + std::to_wstring(i));
+    EXPECT_EQ(openStatus(b.bytes(), limits), Status::TooManyStrings);
+    EXPECT_EQ(spreadsheet::statusText(Status::TooManyStrings),
+              L"The file is too large: its shared-string table passes the limit.");
+}
+
+TEST(BadFiles, OddButReadableCellsDoNotFailTheSheet) {
+    XlsxBuilder b;
+    b.part("xl/worksheets/sheet1.xml",
+           sheetWith("<row r=\"1\"><c r=\"A1\" t=\"s\"><v>999</v></c>"
+                     "<c r=\"B1\"><v>not a number</v></c><c r=\"C1\" s=\"77\"><v>2</v></c>"
+                     "<c><v>4</v></c></row>"));
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    auto& s = book->sheet(0);
+    EXPECT_EQ(s.text(1, 1), L"");
+    EXPECT_EQ(s.text(1, 2), L"#VALUE!");
+    EXPECT_EQ(s.text(1, 3), L"2");
+    EXPECT_EQ(s.text(1, 4), L"4"); // a cell without a reference follows the previous one
+}

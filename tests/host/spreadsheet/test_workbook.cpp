@@ -1,0 +1,170 @@
+// Opening workbooks: sheets, saved views, names and lazy loading.
+#include "SheetTest.h"
+
+#include "spreadsheet/NumberFormat.h"
+
+using spreadsheet::CellRef;
+using spreadsheet::RangeRef;
+using spreadsheet::SheetState;
+using spreadsheet::Status;
+using spreadsheet::Workbook;
+using testkit::XlsxBuilder;
+
+namespace {
+
+XlsxBuilder threeSheets() {
+    XlsxBuilder b;
+    b.sheet(L"Data").number("B4", 42).selection("C3", "C3:D5 F7");
+    b.sheet(L"Hidden", "hidden").text("A1", L"secret");
+    b.sheet(L"My Sheet", "veryHidden").number("A1", 1);
+    b.activeTab(0);
+    b.definedName(L"Size", L"Data!$B$4");
+    b.definedName(L"Block", L"'My Sheet'!$A$1:$B$2");
+    b.definedName(L"Size", L"Hidden!$A$1", 1);
+    b.definedName(L"Formula", L"SUM(Data!$A:$A)");
+    return b;
+}
+
+} // namespace
+
+TEST(OpenWorkbook, FromFileGivesNamesAndSheetsInOrder) {
+    sheettest::TempDir dir;
+    threeSheets().write(dir.file("book.xlsx"));
+    Status st;
+    auto book = Workbook::open(dir.wfile("book.xlsx"), true, st);
+    ASSERT_EQ(st, Status::Ok);
+    ASSERT_TRUE(book);
+    EXPECT_EQ(book->fullName(), dir.wfile("book.xlsx"));
+    EXPECT_EQ(book->name(), L"book.xlsx");
+    EXPECT_TRUE(book->readOnly());
+    EXPECT_TRUE(book->hasFile());
+    ASSERT_EQ(book->sheetCount(), 3u);
+    EXPECT_EQ(book->sheet(0).name(), L"Data");
+    EXPECT_EQ(book->sheet(1).state(), SheetState::Hidden);
+    EXPECT_EQ(book->sheet(2).state(), SheetState::VeryHidden);
+    EXPECT_EQ(book->sheet(0).state(), SheetState::Visible);
+    EXPECT_EQ(book->findSheet(L"my sheet"), 2);
+    EXPECT_EQ(book->findSheet(L"nope"), -1);
+    EXPECT_EQ(book->sheet(1).text(1, 1), L"secret");
+}
+
+TEST(OpenWorkbook, MissingFileFails) {
+    Status st;
+    auto book = Workbook::open(L"/nonexistent/dir/book.xlsx", false, st);
+    EXPECT_FALSE(book);
+    EXPECT_EQ(st, Status::FileNotFound);
+    EXPECT_EQ(spreadsheet::statusText(st), L"The file cannot be found or read.");
+}
+
+TEST(SavedView, ActiveTabAndSelectionComeFromTheFile) {
+    auto b = threeSheets();
+    b.activeTab(1);
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    EXPECT_EQ(book->activeSheet(), 1);
+    EXPECT_EQ(book->sheet(0).activeCell(), (CellRef{3, 3}));
+    EXPECT_EQ(book->sheet(0).selectionRef(), L"C3:D5 F7");
+    // A sheet without a saved selection has A1.
+    EXPECT_EQ(book->sheet(2).activeCell(), (CellRef{1, 1}));
+    EXPECT_EQ(book->sheet(2).selectionRef(), L"A1");
+}
+
+TEST(SavedView, AnActiveTabOutOfRangeFallsBackToTheFirstSheet) {
+    auto b = threeSheets();
+    b.activeTab(9);
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    EXPECT_EQ(book->activeSheet(), 0);
+}
+
+TEST(DefinedNames, ResolveWithSheetScopeFirst) {
+    auto book = sheettest::openBytes(threeSheets());
+    ASSERT_TRUE(book);
+    const auto* size = book->findName(L"size");
+    ASSERT_TRUE(size);
+    EXPECT_EQ(size->sheet, 0);
+    EXPECT_EQ(size->range, (RangeRef{{4, 2}, {4, 2}}));
+    EXPECT_EQ(book->sheet(size->sheet).text(4, 2), L"42");
+
+    const auto* local = book->findName(L"Size", 1);
+    ASSERT_TRUE(local);
+    EXPECT_EQ(local->sheet, 1);
+    EXPECT_EQ(local->scopeSheet, 1);
+    // From another sheet the workbook-level name is seen.
+    EXPECT_EQ(book->findName(L"Size", 2)->sheet, 0);
+
+    const auto* block = book->findName(L"Block");
+    ASSERT_TRUE(block);
+    EXPECT_EQ(block->sheet, 2);
+    EXPECT_EQ(block->range, (RangeRef{{1, 1}, {2, 2}}));
+
+    const auto* formula = book->findName(L"Formula");
+    ASSERT_TRUE(formula);
+    EXPECT_EQ(formula->sheet, -1);
+    EXPECT_EQ(formula->refersTo, L"SUM(Data!$A:$A)");
+    EXPECT_EQ(book->findName(L"Unknown"), nullptr);
+}
+
+TEST(LazyLoading, ABrokenSheetFailsOnlyWhenTouched) {
+    XlsxBuilder b;
+    b.sheet(L"Good").number("A1", 5);
+    b.sheet(L"Broken");
+    b.part("xl/worksheets/sheet2.xml", "<worksheet><sheetData><row r=\"1\"><c");
+    Status st;
+    auto book = sheettest::openBytes(b, &st);
+    ASSERT_EQ(st, Status::Ok);
+    EXPECT_FALSE(book->sheet(0).loaded());
+    EXPECT_EQ(book->sheet(0).text(1, 1), L"5");
+    EXPECT_TRUE(book->sheet(0).loaded());
+    EXPECT_FALSE(book->sheet(1).loaded());
+    EXPECT_EQ(book->sheet(1).load(), Status::BadXml);
+    EXPECT_EQ(book->sheet(1).text(1, 1), L"");
+    EXPECT_EQ(book->sheet(1).load(), Status::BadXml);
+}
+
+TEST(ColumnWidths, ComeFromColsAndTheDefault) {
+    XlsxBuilder b;
+    b.sheet(L"S").columnWidth(2, 4, 20).number("A1", 1);
+    b.sheet(L"T").defaultColumnWidth(15).number("A1", 1);
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    auto& s = book->sheet(0);
+    EXPECT_DOUBLE_EQ(s.columnWidth(3), 20);
+    // The default column is 64 pixels wide: 59 for the text.
+    EXPECT_EQ(s.columnContentPixels(1), 59);
+    EXPECT_EQ(s.columnContentPixels(5), 59);
+    EXPECT_DOUBLE_EQ(book->sheet(1).columnWidth(7), 15);
+}
+
+TEST(ColumnWidths, PixelConversionRoundTrips) {
+    for (int px : {10, 64, 100, 333})
+        EXPECT_EQ(spreadsheet::columnPixels(spreadsheet::columnWidthFromPixels(px)), px);
+}
+
+TEST(UsedRange, IsTheBoundingBoxOfPresentCells) {
+    XlsxBuilder b;
+    b.number("C2", 1).number("E7", 2).styled("B5", 0);
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    EXPECT_EQ(spreadsheet::rangeAddress(book->sheet(0).usedRange()), L"$B$2:$E$7");
+    XlsxBuilder empty;
+    auto book2 = sheettest::openBytes(empty);
+    EXPECT_EQ(spreadsheet::rangeAddress(book2->sheet(0).usedRange()), L"$A$1");
+}
+
+TEST(Addresses, A1StyleParseAndFormat) {
+    spreadsheet::CellRef c;
+    EXPECT_TRUE(spreadsheet::parseCellRef(std::wstring_view(L"$B$4"), c));
+    EXPECT_EQ(c, (CellRef{4, 2}));
+    EXPECT_TRUE(spreadsheet::parseCellRef(std::wstring_view(L"xfd1048576"), c));
+    EXPECT_EQ(c, (CellRef{1048576, 16384}));
+    EXPECT_FALSE(spreadsheet::parseCellRef(std::wstring_view(L"XFE1"), c));
+    EXPECT_FALSE(spreadsheet::parseCellRef(std::wstring_view(L"A1048577"), c));
+    EXPECT_FALSE(spreadsheet::parseCellRef(std::wstring_view(L"A0"), c));
+    EXPECT_FALSE(spreadsheet::parseCellRef(std::wstring_view(L"1A"), c));
+    RangeRef r;
+    EXPECT_TRUE(spreadsheet::parseRangeRef(L"C3:A1", r));
+    EXPECT_EQ(spreadsheet::rangeAddress(r), L"$A$1:$C$3");
+    EXPECT_EQ(spreadsheet::cellAddress(1, 28), L"$AB$1");
+    EXPECT_EQ(spreadsheet::cellAddress(5, 703, false), L"AAA5");
+}
