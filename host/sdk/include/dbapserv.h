@@ -9,6 +9,10 @@ public:
     // The database commands work on; the host always has one.
     AcDbDatabase* workingDatabase() const;
     void setWorkingDatabase(AcDbDatabase* database);
+    // The host's program name ("acad", or "acadlt" for the lighter product) and release.
+    const ACHAR* program() const;
+    int releaseMajorVersion() const;
+    int releaseMinorVersion() const;
 };
 
 AcDbHostApplicationServices* acdbHostApplicationServices();

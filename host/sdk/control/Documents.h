@@ -1,0 +1,18 @@
+// The host's side of the document manager: opening, switching and closing drawings.
+#pragma once
+
+#include <string>
+
+class AcApDocument;
+
+namespace lmhost {
+
+// Opens a new empty drawing under the name and makes it current; the document reactors
+// hear documentCreateStarted, documentCreated, then the change of current document.
+AcApDocument* newDocument(const std::wstring& name);
+// The open document of that title or file name (without regard to case), or null.
+AcApDocument* findDocument(const std::wstring& name);
+// Closes every document, as the host does at its end.
+void closeAllDocuments();
+
+} // namespace lmhost
