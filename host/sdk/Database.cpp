@@ -410,6 +410,8 @@ AcDbDatabase::AcDbDatabase(bool buildDefaultDrawing, bool) : m_impl(new Impl) {
         acad->close();
     }
     regApps->close();
+    if (buildDefaultDrawing)
+        lmhost::buildDefaultDrawing(this);
 }
 
 AcDbDatabase::~AcDbDatabase() {

@@ -1,9 +1,11 @@
 // The database's inner state, shared by the host's own parts (never the plug-in).
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "dbmain.h"
@@ -23,6 +25,23 @@ struct AcDbDatabase::Impl {
     AcDbObjectId regAppTable;
     mutable std::vector<AcDbDatabaseReactor*> reactors;
 
+    // The drawing (host/drawing fills these for a default drawing).
+    AcDbObjectId blockTable;
+    AcDbObjectId modelSpace;
+    AcDbObjectId paperSpace;
+    AcDbObjectId currentSpace;
+    AcDbObjectId textStyleTable;
+    AcDbObjectId textStyle;
+    AcDbObjectId tableStyle;
+    AcDbObjectId viewport;
+    double textSize = 0.2;
+    AcGePoint3d ucsOrigin;
+    AcGeVector3d ucsXAxis{1, 0, 0};
+    AcGeVector3d ucsYAxis{0, 1, 0};
+    // Associative networks: the top-level one, and one per owner object and dictionary key.
+    AcDbObjectId topLevelNetwork;
+    std::map<std::pair<AcDbStub*, std::wstring>, AcDbObjectId> networks;
+
     // Database reactors are told in the order they were added; a reactor may remove itself.
     template <class F> void notify(F f) const {
         std::vector<AcDbDatabaseReactor*> copy = reactors;
@@ -31,12 +50,21 @@ struct AcDbDatabase::Impl {
     }
 };
 
+namespace lmhost {
+// Fills a new database with what every drawing has: block table with model and paper
+// space, text styles, the standard table style, the current viewport.
+void buildDefaultDrawing(AcDbDatabase* database);
+} // namespace lmhost
+
 // The host's own access to an object's open state, for its other parts.
 struct AcDbObjectAccess {
     static AcDbStub* stub(const AcDbObject* object) { return object->m_stub; }
     static void setStub(AcDbObject* object, AcDbStub* stub) { object->m_stub = stub; }
     static void openForWrite(AcDbObject* object) { object->m_writer = true; }
     static void setOwner(AcDbObject* object, AcDbObjectId owner) { object->m_ownerId = owner; }
+    static void markModified(AcDbObject* object) { object->m_modified = true; }
+    static int readers(const AcDbObject* object) { return object->m_readers; }
+    static bool writer(const AcDbObject* object) { return object->m_writer; }
 
     // The host allows many readers or one writer.
     static Acad::ErrorStatus open(AcDbObject* object, AcDb::OpenMode mode) {

@@ -6,6 +6,7 @@
 #include "WideFormat.h"
 #include "acutads.h"
 #include "afx.h"
+#include "sdk/control/Editor.h"
 #include "sdk/control/SystemVariables.h"
 #include "sdk/control/WorkingDatabase.h"
 #include "windows.h"
@@ -97,6 +98,7 @@ void resetHost() {
     log.answers.clear();
     resetSystemVariables();
     resetWorkingDatabase();
+    resetEditor();
 }
 
 void print(const std::wstring& text) {

@@ -29,6 +29,7 @@ public:
     void setDynamicValues(DynamicValues* values);
 
 private:
+    friend struct BlockReferenceAccess;
     AcDbObjectId m_block;
     AcGePoint3d m_position;
     double m_rotation = 0.0;

@@ -1,0 +1,599 @@
+// The editor: user input from the host's queue, selection sets, entity names, the UCS,
+// regeneration records and the command events told to editor reactors.
+#include <algorithm>
+#include <cmath>
+#include <cwctype>
+#include <deque>
+#include <map>
+#include <sstream>
+
+#include "aced.h"
+#include "acedads.h"
+#include "dbsymtb.h"
+#include "dbtable.h"
+#include "dbapserv.h"
+#include "drawing/Blocks.h"
+#include "sdk/Database.h"
+#include "sdk/control/Editor.h"
+#include "sdk/control/HostControl.h"
+#include "sdk/control/Input.h"
+#include "windows.h"
+
+ACRX_DEFINE_MEMBERS(AcEditorReactor, AcRxObject)
+ACRX_DEFINE_MEMBERS(AcEditor, AcRxObject)
+
+namespace {
+
+// Selection-set names carry this mark in their second half, so that an entity name (whose
+// second half is a database) is never taken for a set.
+constexpr int64_t kSelectionSetMark = 0x55454c53; // "SLEU"
+
+struct EditorState {
+    std::deque<lmhost::InputItem> input;
+    size_t unanswered = 0;
+    std::wstring lastUnanswered;
+    std::wstring keywords; // of the last acedInitGet, for the next input call only
+    std::wstring lastKeyword;
+    std::map<int64_t, std::vector<AcDbObjectId>> selectionSets;
+    int64_t nextSelectionSet = 1;
+    std::vector<AcEditorReactor*> reactors;
+    int regens = 0;
+    std::vector<AcDbObjectId> queuedForRegen;
+};
+
+EditorState& state() {
+    static EditorState s;
+    return s;
+}
+
+AcDbDatabase* working() {
+    return acdbHostApplicationServices()->workingDatabase();
+}
+
+std::vector<AcDbObjectId>* selectionSet(const ads_name name) {
+    if (!name || name[1] != kSelectionSetMark)
+        return nullptr;
+    auto it = state().selectionSets.find(name[0]);
+    return it == state().selectionSets.end() ? nullptr : &it->second;
+}
+
+void nameSelectionSet(int64_t key, ads_name name) {
+    name[0] = key;
+    name[1] = kSelectionSetMark;
+}
+
+int64_t newSelectionSet(std::vector<AcDbObjectId> members) {
+    int64_t key = state().nextSelectionSet++;
+    state().selectionSets[key] = std::move(members);
+    return key;
+}
+
+// An entity name of a live object; null otherwise.
+AcDbObjectId entityOf(const ads_name name) {
+    AcDbObjectId id;
+    if (!name || name[1] == kSelectionSetMark || acdbGetObjectId(id, name) != Acad::eOk)
+        return AcDbObjectId::kNull;
+    AcDbStub* stub = id.stub();
+    // Only names the host handed out are trusted: the stub must belong to its database.
+    AcDbDatabase* db = reinterpret_cast<AcDbDatabase*>(name[1]);
+    if (!db || !stub)
+        return AcDbObjectId::kNull;
+    AcDbObjectId check;
+    if (db != working() || db->getAcDbObjectId(check, false, stub->handle) != Acad::eOk ||
+        check != id)
+        return AcDbObjectId::kNull;
+    return id;
+}
+
+// The next input for a prompt: printed as the host shows it. Nothing queued counts as a
+// cancel, and is noted for the shell.
+bool nextInput(const ACHAR* prompt, lmhost::InputItem& item) {
+    EditorState& s = state();
+    if (prompt && *prompt)
+        lmhost::print(prompt);
+    if (s.input.empty()) {
+        ++s.unanswered;
+        s.lastUnanswered = prompt ? prompt : L"";
+        item = lmhost::InputItem{};
+        return false;
+    }
+    item = std::move(s.input.front());
+    s.input.pop_front();
+    return true;
+}
+
+// A keyword answer: accepted when no keyword list is set or when it is on the list (case
+// ignored, the list's spelling is handed out).
+bool acceptKeyword(const std::wstring& answer, std::wstring& keyword) {
+    EditorState& s = state();
+    std::wstring list = s.keywords;
+    s.keywords.clear();
+    if (list.empty()) {
+        keyword = answer;
+        return !answer.empty();
+    }
+    std::wistringstream words(list);
+    std::wstring word;
+    while (words >> word)
+        if (_wcsicmp(word.c_str(), answer.c_str()) == 0) {
+            keyword = word;
+            return true;
+        }
+    return false;
+}
+
+int keywordResult(const lmhost::InputItem& item) {
+    std::wstring keyword;
+    if (!acceptKeyword(item.keyword, keyword))
+        return RTERROR;
+    state().lastKeyword = keyword;
+    return RTKWORD;
+}
+
+// The DXF name a selection filter sees for an entity's class.
+const wchar_t* dxfName(const AcRxClass* cls) {
+    static const std::pair<const AcRxClass*, const wchar_t*> names[] = {
+        {AcDbTable::desc(), L"ACAD_TABLE"},
+        {AcDbBlockReference::desc(), L"INSERT"},
+        {AcDbLine::desc(), L"LINE"},
+        {AcDbViewport::desc(), L"VIEWPORT"}};
+    for (const AcRxClass* c = cls; c; c = c->myParent())
+        for (const auto& [known, name] : names)
+            if (c == known)
+                return name;
+    return L"";
+}
+
+bool matchesList(const std::wstring& list, const wchar_t* value) {
+    std::wstring item;
+    std::wistringstream in(list);
+    while (std::getline(in, item, L','))
+        if (item == L"*" || _wcsicmp(item.c_str(), value) == 0)
+            return true;
+    return false;
+}
+
+bool passesFilter(AcDbObjectId id, const resbuf* filter) {
+    AcDbStub* stub = id.stub();
+    for (const resbuf* rb = filter; rb; rb = rb->rbnext) {
+        if (rb->restype == 0 || rb->restype == RTDXF0) {
+            if (!rb->resval.rstring ||
+                !matchesList(rb->resval.rstring, dxfName(stub->object->isA())))
+                return false;
+        } else if (rb->restype == 2) {
+            auto* reference = AcDbBlockReference::cast(stub->object);
+            if (!rb->resval.rstring || !reference || AcDbTable::cast(reference))
+                return false;
+            AcDbStub* block = drawing::blockOf(reference).stub();
+            const ACHAR* name = L"";
+            auto* record =
+                block && block->object ? AcDbBlockTableRecord::cast(block->object) : nullptr;
+            if (!record || AcDbObjectAccess::open(record, AcDb::kForRead) != Acad::eOk)
+                return false;
+            record->getName(name);
+            bool match = matchesList(rb->resval.rstring, name);
+            record->close();
+            if (!match)
+                return false;
+        } else {
+            return false; // a property this drawing does not keep
+        }
+    }
+    return true;
+}
+
+// Every entity of every space (not of block definitions), in the order they were made.
+std::vector<AcDbObjectId> allEntities(AcDbDatabase* db) {
+    std::vector<AcDbObjectId> ids;
+    AcDbBlockTable* table = nullptr;
+    if (acdbOpenObject(table, db->blockTableId(), AcDb::kForRead) != Acad::eOk)
+        return ids;
+    for (int i = 0; i < table->count(); ++i) {
+        AcDbStub* stub = table->recordAt(i).stub();
+        auto* record = stub && stub->object && !stub->erased
+                           ? AcDbBlockTableRecord::cast(stub->object)
+                           : nullptr;
+        if (!record || !record->isLayout())
+            continue;
+        for (const AcDbObjectId& id : record->data()->entities)
+            if (!id.isErased())
+                ids.push_back(id);
+    }
+    table->close();
+    std::sort(ids.begin(), ids.end(),
+              [](const AcDbObjectId& a, const AcDbObjectId& b) { return a.handle() < b.handle(); });
+    return ids;
+}
+
+template <class F> void tellReactors(F f) {
+    std::vector<AcEditorReactor*> copy = state().reactors;
+    for (AcEditorReactor* r : copy)
+        if (std::find(state().reactors.begin(), state().reactors.end(), r) !=
+            state().reactors.end())
+            f(r);
+}
+
+void toPoint(const AcGePoint3d& p, ads_point out) {
+    out[0] = p.x;
+    out[1] = p.y;
+    out[2] = p.z;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------
+// The host's side
+
+namespace lmhost {
+
+void queuePoint(const AcGePoint3d& point) {
+    state().input.push_back({InputItem::Point, point, {}, {}});
+}
+void queueEntity(AcDbObjectId entity, const AcGePoint3d& pickedPoint) {
+    state().input.push_back({InputItem::Entity, pickedPoint, entity, {}});
+}
+void queueKeyword(const std::wstring& keyword) {
+    state().input.push_back({InputItem::Keyword, {}, {}, keyword});
+}
+void queueCancel() {
+    state().input.push_back({InputItem::Cancel, {}, {}, {}});
+}
+size_t pendingInput() {
+    return state().input.size();
+}
+void clearInput() {
+    state().input.clear();
+}
+size_t unansweredPrompts() {
+    return state().unanswered;
+}
+const std::wstring& lastUnansweredPrompt() {
+    return state().lastUnanswered;
+}
+void clearUnansweredPrompts() {
+    state().unanswered = 0;
+    state().lastUnanswered.clear();
+}
+
+void raiseCommandWillStart(const std::wstring& command) {
+    tellReactors([&](AcEditorReactor* r) { r->commandWillStart(command.c_str()); });
+}
+void raiseCommandEnded(const std::wstring& command) {
+    tellReactors([&](AcEditorReactor* r) { r->commandEnded(command.c_str()); });
+}
+void raiseCommandCancelled(const std::wstring& command) {
+    tellReactors([&](AcEditorReactor* r) { r->commandCancelled(command.c_str()); });
+}
+void raiseCommandFailed(const std::wstring& command) {
+    tellReactors([&](AcEditorReactor* r) { r->commandFailed(command.c_str()); });
+}
+
+int regenCount() {
+    return state().regens;
+}
+const std::vector<AcDbObjectId>& queuedForRegen() {
+    return state().queuedForRegen;
+}
+void clearRegenRecord() {
+    state().regens = 0;
+    state().queuedForRegen.clear();
+}
+
+void resetEditor() {
+    state() = EditorState{};
+    setAssocFrameworkAvailable(true);
+}
+
+} // namespace lmhost
+
+// ---------------------------------------------------------------------------------------
+// Editor reactors
+
+void AcEditor::addReactor(AcEditorReactor* reactor) {
+    auto& list = state().reactors;
+    if (reactor && std::find(list.begin(), list.end(), reactor) == list.end())
+        list.push_back(reactor);
+}
+
+void AcEditor::removeReactor(AcEditorReactor* reactor) {
+    std::erase(state().reactors, reactor);
+}
+
+AcEditor* acedEditorObject() {
+    static AcEditor editor;
+    return &editor;
+}
+
+AcDbObjectId acedGetCurViewportObjectId() {
+    return working()->impl()->viewport;
+}
+
+// ---------------------------------------------------------------------------------------
+// Entity names
+
+int acdbEntDel(const ads_name ent) {
+    AcDbObjectId id = entityOf(ent);
+    if (id.isNull() || !id.stub()->object)
+        return RTERROR;
+    AcDbObject* object = nullptr;
+    if (acdbOpenObject(object, id, nullptr, AcDb::kForWrite, true) != Acad::eOk)
+        return RTERROR;
+    if (!AcDbEntity::cast(object)) {
+        object->close();
+        return RTERROR;
+    }
+    Acad::ErrorStatus es = object->erase(!id.isErased());
+    object->close();
+    return es == Acad::eOk ? RTNORM : RTERROR;
+}
+
+int acdbHandEnt(const ACHAR* handle, ads_name entres) {
+    if (!handle || !*handle || std::wcslen(handle) > 16 || !entres)
+        return RTERROR;
+    for (const ACHAR* p = handle; *p; ++p)
+        if (!std::iswxdigit(*p))
+            return RTERROR;
+    AcDbObjectId id;
+    if (working()->getAcDbObjectId(id, false, AcDbHandle(handle)) != Acad::eOk || id.isErased() ||
+        !id.stub()->object || !AcDbEntity::cast(id.stub()->object))
+        return RTERROR;
+    return acdbGetAdsName(*reinterpret_cast<ads_name*>(entres), id) == Acad::eOk ? RTNORM : RTERROR;
+}
+
+// ---------------------------------------------------------------------------------------
+// Selection sets
+
+int acedSSGet(const ACHAR* str, const void*, const void*, const resbuf* filter, ads_name ss) {
+    if (!ss)
+        return RTERROR;
+    if (!str || (_wcsicmp(str, L"X") != 0 && _wcsicmp(str, L"_X") != 0))
+        return RTERROR;
+    std::vector<AcDbObjectId> members;
+    for (const AcDbObjectId& id : allEntities(working()))
+        if (passesFilter(id, filter))
+            members.push_back(id);
+    if (members.empty())
+        return RTERROR;
+    nameSelectionSet(newSelectionSet(std::move(members)), ss);
+    return RTNORM;
+}
+
+int acedSSFree(const ads_name sname) {
+    if (!selectionSet(sname))
+        return RTERROR;
+    state().selectionSets.erase(sname[0]);
+    return RTNORM;
+}
+
+int acedSSLength(const ads_name sname, Adesk::Int32* len) {
+    auto* set = selectionSet(sname);
+    if (!set || !len)
+        return RTERROR;
+    *len = static_cast<Adesk::Int32>(set->size());
+    return RTNORM;
+}
+
+int acedSSName(const ads_name ss, Adesk::Int32 i, ads_name entres) {
+    auto* set = selectionSet(ss);
+    if (!set || !entres || i < 0 || static_cast<size_t>(i) >= set->size())
+        return RTERROR;
+    return acdbGetAdsName(*reinterpret_cast<ads_name*>(entres), (*set)[i]) == Acad::eOk ? RTNORM
+                                                                                        : RTERROR;
+}
+
+int acedSSAdd(const ads_name ename, const ads_name sname, ads_name result) {
+    if (!result)
+        return RTERROR;
+    AcDbObjectId id;
+    if (ename) {
+        id = entityOf(ename);
+        if (id.isNull())
+            return RTERROR;
+    }
+    if (!sname) {
+        std::vector<AcDbObjectId> members;
+        if (id.isValid())
+            members.push_back(id);
+        nameSelectionSet(newSelectionSet(std::move(members)), result);
+        return RTNORM;
+    }
+    auto* set = selectionSet(sname);
+    if (!set)
+        return RTERROR;
+    if (id.isValid() && std::find(set->begin(), set->end(), id) == set->end())
+        set->push_back(id);
+    result[0] = sname[0];
+    result[1] = sname[1];
+    return RTNORM;
+}
+
+int acedSSDel(const ads_name ename, const ads_name ss) {
+    auto* set = selectionSet(ss);
+    AcDbObjectId id = entityOf(ename);
+    auto it = set ? std::find(set->begin(), set->end(), id) : std::vector<AcDbObjectId>::iterator();
+    if (!set || id.isNull() || it == set->end())
+        return RTERROR;
+    set->erase(it);
+    return RTNORM;
+}
+
+int acedXformSS(const ads_name ssname, ads_matrix genmat) {
+    auto* set = selectionSet(ssname);
+    if (!set || !genmat)
+        return RTERROR;
+    AcGeMatrix3d m;
+    for (int r = 0; r < 4; ++r)
+        for (int c = 0; c < 4; ++c)
+            m.entry[r][c] = genmat[r][c];
+    int result = RTNORM;
+    for (const AcDbObjectId& id : *set) {
+        AcDbEntity* entity = nullptr;
+        if (acdbOpenAcDbEntity(entity, id, AcDb::kForWrite) != Acad::eOk) {
+            result = RTERROR;
+            continue;
+        }
+        if (entity->transformBy(m) != Acad::eOk)
+            result = RTERROR;
+        entity->close();
+    }
+    return result;
+}
+
+int acedDragGen(const ads_name ss, const ACHAR* pmt, int, int (*scnf)(ads_point, ads_matrix),
+                ads_point p) {
+    if (!selectionSet(ss) || !p)
+        return RTERROR;
+    state().keywords.clear();
+    lmhost::InputItem item;
+    if (!nextInput(pmt, item) || item.kind == lmhost::InputItem::Cancel)
+        return RTCAN;
+    if (item.kind == lmhost::InputItem::Keyword)
+        return keywordResult(item);
+    ads_point point;
+    toPoint(item.point, point);
+    if (scnf) {
+        // The host shows the set at the point once before it takes it.
+        ads_matrix matrix;
+        for (int r = 0; r < 4; ++r)
+            for (int c = 0; c < 4; ++c)
+                matrix[r][c] = r == c ? 1.0 : 0.0;
+        if (scnf(point, matrix) != RTNORM)
+            return RTCAN;
+    }
+    toPoint(item.point, p);
+    return RTNORM;
+}
+
+// ---------------------------------------------------------------------------------------
+// Input
+
+int acedInitGet(int, const ACHAR* kwl) {
+    state().keywords = kwl ? kwl : L"";
+    return RTNORM;
+}
+
+int acedGetPoint(const ads_point, const ACHAR* prompt, ads_point result) {
+    lmhost::InputItem item;
+    if (!nextInput(prompt, item) || item.kind == lmhost::InputItem::Cancel) {
+        state().keywords.clear();
+        return RTCAN;
+    }
+    if (item.kind == lmhost::InputItem::Keyword)
+        return keywordResult(item);
+    state().keywords.clear();
+    if (!result)
+        return RTERROR;
+    toPoint(item.point, result);
+    return RTNORM;
+}
+
+int acedEntSel(const ACHAR* str, ads_name entres, ads_point ptres) {
+    lmhost::InputItem item;
+    if (!nextInput(str ? str : L"\nSelect object: ", item) ||
+        item.kind == lmhost::InputItem::Cancel) {
+        state().keywords.clear();
+        return RTCAN;
+    }
+    if (item.kind == lmhost::InputItem::Keyword)
+        return keywordResult(item);
+    state().keywords.clear();
+    if (item.kind != lmhost::InputItem::Entity || item.entity.isNull() || item.entity.isErased() ||
+        !entres) {
+        return RTERROR; // a pick beside every entity
+    }
+    if (acdbGetAdsName(*reinterpret_cast<ads_name*>(entres), item.entity) != Acad::eOk)
+        return RTERROR;
+    if (ptres)
+        toPoint(item.point, ptres);
+    return RTNORM;
+}
+
+int acedGetKword(const ACHAR* prompt, ACHAR* result, size_t bufsize) {
+    lmhost::InputItem item;
+    if (!nextInput(prompt, item) || item.kind == lmhost::InputItem::Cancel) {
+        state().keywords.clear();
+        return RTCAN;
+    }
+    std::wstring keyword;
+    if (item.kind != lmhost::InputItem::Keyword || !acceptKeyword(item.keyword, keyword))
+        return RTERROR;
+    if (!result || keyword.size() + 1 > bufsize)
+        return RTINPUTTRUNCATED;
+    std::wcscpy(result, keyword.c_str());
+    state().lastKeyword = keyword;
+    return RTNORM;
+}
+
+int acedGetInput(ACHAR* str, size_t bufsize) {
+    const std::wstring& keyword = state().lastKeyword;
+    if (!str || keyword.size() + 1 > bufsize)
+        return RTERROR;
+    std::wcscpy(str, keyword.c_str());
+    return RTNORM;
+}
+
+// ---------------------------------------------------------------------------------------
+// Regeneration
+
+int acedRegen() {
+    ++state().regens;
+    return RTNORM;
+}
+
+int acedRedraw(const ads_name, int) {
+    return RTNORM;
+}
+
+int acdbQueueForRegen(const AcDbObjectId* ids, Adesk::Int32 count) {
+    if (!ids || count <= 0)
+        return 0;
+    int queued = 0;
+    for (Adesk::Int32 i = 0; i < count; ++i)
+        if (ids[i].isValid() && !ids[i].isErased()) {
+            state().queuedForRegen.push_back(ids[i]);
+            ++queued;
+        }
+    return queued;
+}
+
+// ---------------------------------------------------------------------------------------
+// UCS
+
+bool acdbUcsMatrix(AcGeMatrix3d& mat, AcDbDatabase* db) {
+    if (!db)
+        db = working();
+    if (!db)
+        return false;
+    AcGeVector3d x = db->ucsxdir(), y = db->ucsydir();
+    mat.setCoordSystem(db->ucsorg(), x, y, x.crossProduct(y));
+    return true;
+}
+
+bool acdbUcs2Wcs(const ads_point p, ads_point q, bool vec) {
+    AcGeMatrix3d m;
+    if (!p || !q || !acdbUcsMatrix(m))
+        return false;
+    if (vec) {
+        AcGeVector3d v = AcGeVector3d(p[0], p[1], p[2]).transformBy(m);
+        q[0] = v.x, q[1] = v.y, q[2] = v.z;
+    } else {
+        AcGePoint3d r = AcGePoint3d(p).transformBy(m);
+        toPoint(r, q);
+    }
+    return true;
+}
+
+bool acdbWcs2Ucs(const ads_point p, ads_point q, bool vec) {
+    AcGeMatrix3d m;
+    if (!p || !q || !acdbUcsMatrix(m))
+        return false;
+    m.invert();
+    if (vec) {
+        AcGeVector3d v = AcGeVector3d(p[0], p[1], p[2]).transformBy(m);
+        q[0] = v.x, q[1] = v.y, q[2] = v.z;
+    } else {
+        AcGePoint3d r = AcGePoint3d(p).transformBy(m);
+        toPoint(r, q);
+    }
+    return true;
+}
