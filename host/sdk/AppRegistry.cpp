@@ -10,6 +10,7 @@
 
 #include "WideFormat.h"
 #include "accmd.h"
+#include "aced.h"
 #include "acdocman.h"
 #include "acutads.h"
 #include "dbmain.h"
@@ -76,6 +77,7 @@ struct SysRegistry {
     SysRegistry() {
         dictionary.atPut(ACRX_DYNAMIC_LINKER, &linker);
         dictionary.atPut(ACRX_COMMAND_DOCK, &commands);
+        dictionary.atPut(ACRX_T("AcEditor"), acedEditorObject());
     }
 };
 
@@ -94,7 +96,8 @@ struct ClassRegistry {
              {AcRxObject::desc(), AcDbObject::desc(), AcDbEntity::desc(), AcDbDatabase::desc(),
               AcDbDatabaseReactor::desc(), AcRxDictionary::desc(), AcRxDynamicLinker::desc(),
               AcEdCommandStack::desc(), AcEdCommand::desc(), AcApDocManager::desc(),
-              AcApDocument::desc(), AcApDocManagerReactor::desc()})
+              AcApDocument::desc(), AcApDocManagerReactor::desc(), AcEditor::desc(),
+              AcEditorReactor::desc()})
             byName[c->name()] = c;
     }
 };
@@ -181,7 +184,6 @@ std::wstring baseName(const std::wstring& path) {
 Application* findApplication(const std::wstring& nameOrPath) {
     for (auto& app : applications())
         if (app->info.path == nameOrPath ||
-            lmhost::narrow(app->info.name) == lmhost::narrow(nameOrPath) ||
             _wcsicmp(app->info.name.c_str(), nameOrPath.c_str()) == 0 ||
             _wcsicmp(app->info.name.c_str(), baseName(nameOrPath).c_str()) == 0)
             return app.get();

@@ -1,0 +1,447 @@
+#include "Shell.h"
+
+#include <readline/history.h>
+#include <readline/readline.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <cwctype>
+#include <iostream>
+
+#include "sdk/WideFormat.h"
+#include "accmd.h"
+#include "acdocman.h"
+#include "acedads.h"
+#include "dbapserv.h"
+#include "gemat3d.h"
+#include "rxregsvc.h"
+#include "sdk/control/Applications.h"
+#include "sdk/control/Documents.h"
+#include "sdk/control/Editor.h"
+#include "sdk/control/Input.h"
+#include "sdk/control/Menus.h"
+#include "sdk/control/SystemVariables.h"
+#include "windows.h"
+
+namespace shell {
+
+namespace {
+
+using lmhost::CommandResult;
+using Args = std::vector<std::wstring>;
+
+std::wstring trim(const std::wstring& text) {
+    size_t a = 0, b = text.size();
+    while (a < b && std::iswspace(text[a]))
+        ++a;
+    while (b > a && std::iswspace(text[b - 1]))
+        --b;
+    return text.substr(a, b - a);
+}
+
+bool iequals(const std::wstring& a, const std::wstring& b) {
+    return _wcsicmp(a.c_str(), b.c_str()) == 0;
+}
+
+// "x,y" or "x,y,z" with numbers.
+bool parsePoint(const std::wstring& text, AcGePoint3d& point) {
+    double v[3] = {0, 0, 0};
+    size_t start = 0;
+    int n = 0;
+    while (n < 3) {
+        size_t comma = text.find(L',', start);
+        std::wstring part = trim(text.substr(start, comma - start));
+        if (part.empty())
+            return false;
+        wchar_t* end = nullptr;
+        v[n++] = std::wcstod(part.c_str(), &end);
+        if (!end || *end)
+            return false;
+        if (comma == std::wstring::npos)
+            break;
+        start = comma + 1;
+    }
+    if (n < 2 || (n == 3 && text.find(L',', start) != std::wstring::npos))
+        return false;
+    point = AcGePoint3d(v[0], v[1], v[2]);
+    return true;
+}
+
+} // namespace
+
+std::wstring answerName(int answer) {
+    switch (answer) {
+    case IDOK:
+        return L"OK";
+    case IDCANCEL:
+        return L"Cancel";
+    case IDABORT:
+        return L"Abort";
+    case IDRETRY:
+        return L"Retry";
+    case IDIGNORE:
+        return L"Ignore";
+    case IDYES:
+        return L"Yes";
+    case IDNO:
+        return L"No";
+    default:
+        return std::to_wstring(answer);
+    }
+}
+
+int answerFromName(const std::wstring& name) {
+    for (int id = IDOK; id <= IDNO; ++id)
+        if (iequals(answerName(id), name))
+            return id;
+    return 0;
+}
+
+Session::Session() {
+    lmhost::setPrintListener([this](const std::wstring& text) { output(text); });
+    lmhost::setMessageBoxHandler(
+        [this](const lmhost::MessageBoxRecord& box) { return answerMessageBox(box); });
+    lmhost::setDialogDriver(this);
+    lmhost::CommandEvents events;
+    events.willStart = lmhost::raiseCommandWillStart;
+    events.ended = lmhost::raiseCommandEnded;
+    events.cancelled = lmhost::raiseCommandCancelled;
+    events.failed = lmhost::raiseCommandFailed;
+    lmhost::setCommandEvents(events);
+    registerCommands();
+}
+
+Session::~Session() {
+    lmhost::setPrintListener(nullptr);
+    lmhost::setMessageBoxHandler(nullptr);
+    lmhost::setDialogDriver(nullptr);
+    lmhost::setCommandEvents({});
+}
+
+bool Session::setTranscriptFile(const std::string& path) {
+    m_transcript.open(path, std::ios::binary | std::ios::trunc);
+    return static_cast<bool>(m_transcript);
+}
+
+void Session::output(const std::wstring& text, bool toTerminal) {
+    std::string bytes = lmhost::narrow(text);
+    if (toTerminal && m_echoToTerminal) {
+        std::cout << bytes;
+        std::cout.flush();
+    }
+    if (m_transcript.is_open()) {
+        m_transcript << bytes;
+        m_transcript.flush();
+    }
+}
+
+std::wstring Session::pluginBesideProgram() {
+    char buffer[PATH_MAX];
+    ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
+    std::string path = n > 0 ? std::string(buffer, static_cast<size_t>(n)) : std::string("./x");
+    return lmhost::widen(path.substr(0, path.rfind('/') + 1) + "Linkmesh.so");
+}
+
+bool Session::start(const std::wstring& pluginPath, bool loadPlugin) {
+    lmhost::newDocument(L"Drawing1.dwg");
+    if (!loadPlugin)
+        return true;
+    std::wstring error;
+    if (!lmhost::loadApplication(pluginPath, error)) {
+        std::cerr << "linkmesh: " << lmhost::narrow(error) << "\n";
+        return false;
+    }
+    runQueuedExpressions();
+    return true;
+}
+
+void Session::finish() {
+    lmhost::unloadAllApplications();
+    lmhost::closeAllDocuments();
+    output(L"\n");
+}
+
+int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
+    output(lmhost::formatWide(L"\n[box \"%s\" %u] %s", box.title.c_str(), box.style,
+                              box.text.c_str()));
+    int answer = 0;
+    bool single = (box.style & 0xF) == MB_OK;
+    if (!m_boxAnswers.empty()) {
+        answer = m_boxAnswers.front();
+        m_boxAnswers.pop_front();
+    } else if (m_interactive && !single) {
+        while (!answer) {
+            char* line = readline(" answer> ");
+            if (!line)
+                break;
+            answer = answerFromName(trim(lmhost::widen(line)));
+            free(line);
+        }
+    }
+    if (!answer) {
+        answer = lmhost::defaultMessageBoxAnswer(box.style);
+        if (!single && !m_interactive && m_scriptFault.empty())
+            m_scriptFault =
+                L"a message box asked \"" + box.text + L"\" and the script gave no answer";
+    }
+    output(L" -> " + answerName(answer));
+    return answer;
+}
+
+std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView& view) {
+    if (!m_dialogActions.empty()) {
+        lmhost::DialogAction action = m_dialogActions.front();
+        m_dialogActions.pop_front();
+        return action;
+    }
+    if (m_interactive) {
+        output(L"\n[dialog \"" + view.title + L"\"]");
+        for (const std::wstring& c : view.controls)
+            output(L"\n  " + c);
+        while (true) {
+            char* line = readline(" action> ");
+            if (!line)
+                return std::nullopt;
+            std::wstring text = trim(lmhost::widen(line));
+            free(line);
+            if (auto action = lmhost::parseDialogAction(text))
+                return action;
+            std::cout
+                << "press ID | choose ID TEXT | check ID on|off | type ID TEXT | ok | cancel\n";
+        }
+    }
+    if (m_scriptFault.empty())
+        m_scriptFault =
+            L"the dialog \"" + view.title + L"\" wanted an action and the script gave none";
+    return std::nullopt;
+}
+
+bool Session::isCommandName(const std::wstring& word) const {
+    std::wstring name = word;
+    while (!name.empty() && (name[0] == L'_' || name[0] == L'.'))
+        name.erase(0, 1);
+    if (name.empty())
+        return false;
+    AcEdCommandStack* stack = acedRegCmds;
+    if (stack && (stack->lookupLocalCmd(name.c_str()) || stack->lookupGlobalCmd(name.c_str()) ||
+                  stack->lookupGlobalCmd(word.c_str())))
+        return true;
+    for (const auto& c : lmhost::hostCommands())
+        if (iequals(c.name, name))
+            return true;
+    return false;
+}
+
+Session::LineKind Session::classify(const std::wstring& line) const {
+    AcGePoint3d point;
+    if (line.size() > 2 && line.front() == L'[' && line.back() == L']')
+        return LineKind::BoxAnswer;
+    if (line[0] == L'>')
+        return LineKind::DialogAction;
+    if (iequals(line, L"*Cancel*"))
+        return LineKind::Cancel;
+    if (parsePoint(line, point))
+        return LineKind::Point;
+    std::vector<std::wstring> words = lmhost::splitCommandLine(line);
+    if (!words.empty() && iequals(words[0], L"pick"))
+        return LineKind::Pick;
+    if (!words.empty() && isCommandName(words[0]))
+        return LineKind::Command;
+    if (line[0] == L'(')
+        return LineKind::Command; // an expression
+    return LineKind::Keyword;
+}
+
+bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring& error) {
+    switch (kind) {
+    case LineKind::Point: {
+        AcGePoint3d p;
+        parsePoint(line, p);
+        lmhost::queuePoint(p);
+        return true;
+    }
+    case LineKind::Cancel:
+        lmhost::queueCancel();
+        return true;
+    case LineKind::Keyword:
+        lmhost::queueKeyword(line);
+        return true;
+    case LineKind::Pick: {
+        // pick HANDLE [x,y[,z]]  or  pick none [x,y[,z]]
+        std::vector<std::wstring> words = lmhost::splitCommandLine(line);
+        AcGePoint3d at;
+        if (words.size() < 2 || words.size() > 3 ||
+            (words.size() == 3 && !parsePoint(words[2], at))) {
+            error = L"a pick is written \"pick HANDLE [x,y]\" or \"pick none [x,y]\"";
+            return false;
+        }
+        AcDbObjectId id;
+        if (!iequals(words[1], L"none")) {
+            AcDbDatabase* db = acdbHostApplicationServices()->workingDatabase();
+            AcDbHandle handle(words[1].c_str());
+            if (handle.isNull() || db->getAcDbObjectId(id, false, handle) != Acad::eOk) {
+                error = L"no object has the handle " + words[1];
+                return false;
+            }
+        }
+        lmhost::queueEntity(id, at);
+        return true;
+    }
+    case LineKind::BoxAnswer: {
+        int answer = answerFromName(line.substr(1, line.size() - 2));
+        if (!answer) {
+            error = L"a message box is answered with [OK], [Cancel], [Yes], [No], [Abort], "
+                    L"[Retry] or [Ignore]";
+            return false;
+        }
+        m_boxAnswers.push_back(answer);
+        return true;
+    }
+    case LineKind::DialogAction: {
+        auto action = lmhost::parseDialogAction(trim(line.substr(1)));
+        if (!action) {
+            error = L"a dialog action is one of: > press ID, > choose ID TEXT, > check ID on|off, "
+                    L"> type ID TEXT, > ok, > cancel";
+            return false;
+        }
+        m_dialogActions.push_back(*action);
+        return true;
+    }
+    case LineKind::Command:
+        break;
+    }
+    return false;
+}
+
+lmhost::CommandResult Session::runCommandLine(const std::wstring& line) {
+    if (line[0] == L'(')
+        return lmhost::evaluateExpression(line);
+    std::vector<std::wstring> words = lmhost::splitCommandLine(line);
+    std::wstring name = words[0];
+    words.erase(words.begin());
+    return lmhost::runCommand(name, words);
+}
+
+void Session::runQueuedExpressions() {
+    // Expressions that commands queue run once the host is ready for commands again.
+    for (int round = 0; round < 100; ++round) {
+        std::vector<std::wstring> queued = lmhost::takeQueuedExpressions();
+        if (queued.empty())
+            return;
+        for (const std::wstring& expression : queued) {
+            lmhost::print(L"\nCommand: " + expression);
+            lmhost::evaluateExpression(expression);
+        }
+    }
+}
+
+int Session::runScript(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        std::cerr << "linkmesh: cannot open the script " << path << "\n";
+        return kExitUsage;
+    }
+    std::vector<ScriptLine> lines;
+    std::string raw;
+    int number = 0;
+    while (std::getline(in, raw)) {
+        ++number;
+        if (raw.size() > 65536) {
+            std::cerr << "linkmesh: " << path << ":" << number << ": the line is too long\n";
+            return kExitScriptError;
+        }
+        std::wstring text = trim(lmhost::widen(raw));
+        if (text.empty() || text[0] == L'#')
+            continue;
+        lines.push_back({number, text});
+    }
+    return runScriptLines(lines, path);
+}
+
+int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::string& scriptName) {
+    auto stop = [&](int line, const std::wstring& why) {
+        output(L"\n");
+        std::cerr << "linkmesh: " << scriptName << ":" << line << ": " << lmhost::narrow(why)
+                  << "\n";
+        return kExitScriptError;
+    };
+    size_t i = 0;
+    while (i < lines.size() && !m_quit) {
+        const ScriptLine& command = lines[i++];
+        LineKind kind = classify(command.text);
+        if (kind != LineKind::Command) {
+            std::vector<std::wstring> words = lmhost::splitCommandLine(command.text);
+            if (kind == LineKind::Keyword && !words.empty()) {
+                lmhost::print(L"\nCommand: " + command.text);
+                lmhost::runCommand(words[0]);
+                return stop(command.number, L"unknown command \"" + words[0] + L"\"");
+            }
+            return stop(command.number, L"an answer where a command was expected");
+        }
+        // The lines after a command, up to the next command, answer its prompts.
+        lmhost::clearInput();
+        lmhost::clearUnansweredPrompts();
+        m_boxAnswers.clear();
+        m_dialogActions.clear();
+        m_scriptFault.clear();
+        int lastAnswerLine = command.number;
+        while (i < lines.size()) {
+            LineKind answerKind = classify(lines[i].text);
+            if (answerKind == LineKind::Command)
+                break;
+            std::wstring error;
+            if (!queueAnswer(lines[i].text, answerKind, error))
+                return stop(lines[i].number, error);
+            lastAnswerLine = lines[i].number;
+            ++i;
+        }
+        lmhost::print(L"\nCommand: " + command.text);
+        CommandResult result = runCommandLine(command.text);
+        if (result == CommandResult::Unknown)
+            return stop(command.number,
+                        L"unknown command \"" + lmhost::splitCommandLine(command.text)[0] + L"\"");
+        if (lmhost::unansweredPrompts() > 0)
+            return stop(command.number,
+                        L"the prompt \"" + lmhost::lastUnansweredPrompt() + L"\" was not answered");
+        if (!m_scriptFault.empty())
+            return stop(command.number, m_scriptFault);
+        if (result == CommandResult::Failed)
+            return stop(command.number, L"the command failed");
+        if (lmhost::pendingInput() > 0 || !m_boxAnswers.empty() || !m_dialogActions.empty())
+            return stop(lastAnswerLine, L"an answer that no prompt asked for");
+        runQueuedExpressions();
+    }
+    return kExitOk;
+}
+
+int Session::runInteractive() {
+    m_interactive = true;
+    using_history();
+    while (!m_quit) {
+        char* raw = readline("\nCommand: ");
+        if (!raw)
+            break;
+        std::wstring line = trim(lmhost::widen(raw));
+        free(raw);
+        if (line.empty())
+            continue;
+        add_history(lmhost::narrow(line).c_str());
+        // The terminal shows what was typed already; the transcript gets it too.
+        output(L"\nCommand: " + line, false);
+        lmhost::clearInput();
+        lmhost::clearUnansweredPrompts();
+        std::vector<std::wstring> words = lmhost::splitCommandLine(line);
+        if (words.empty())
+            continue;
+        if (line[0] != L'(' && !isCommandName(words[0])) {
+            lmhost::runCommand(words[0]);
+            continue;
+        }
+        runCommandLine(line);
+        runQueuedExpressions();
+    }
+    return kExitOk;
+}
+
+} // namespace shell

@@ -1,0 +1,84 @@
+// The host program's session: the plug-in, the documents, the command line, and the
+// script or terminal that answers it.
+#pragma once
+
+#include <deque>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sdk/control/Commands.h"
+#include "sdk/control/Dialogs.h"
+#include "sdk/control/HostControl.h"
+
+namespace shell {
+
+// Exit codes of the program.
+enum ExitCode {
+    kExitOk = 0,
+    kExitUsage = 1,
+    kExitScriptError = 2, // the script could not run to its end
+    kExitLoadError = 3
+};
+
+// One line of a script, with its number.
+struct ScriptLine {
+    int number = 0;
+    std::wstring text;
+};
+
+class Session : public lmhost::DialogDriver {
+public:
+    Session();
+    ~Session() override;
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Where the transcript also goes; false if the file cannot be written.
+    bool setTranscriptFile(const std::string& path);
+    void setEcho(bool echo) { m_echoToTerminal = echo; }
+
+    // Opens the first drawing and loads the plug-in; false with a message on stderr.
+    bool start(const std::wstring& pluginPath, bool loadPlugin);
+    // Unloads the plug-in and closes the drawings.
+    void finish();
+
+    // Runs a script; the exit code, with the failing line named on stderr.
+    int runScript(const std::string& path);
+    // Reads commands from the terminal until EOF or QUIT.
+    int runInteractive();
+
+    std::optional<lmhost::DialogAction> nextAction(const lmhost::DialogView& view) override;
+
+    static std::wstring pluginBesideProgram();
+
+private:
+    enum class LineKind { Command, Point, Pick, Keyword, Cancel, BoxAnswer, DialogAction };
+    LineKind classify(const std::wstring& line) const;
+    bool isCommandName(const std::wstring& word) const;
+
+    int runScriptLines(const std::vector<ScriptLine>& lines, const std::string& scriptName);
+    // Queues one answer line; false with a reason for one that makes no sense.
+    bool queueAnswer(const std::wstring& line, LineKind kind, std::wstring& error);
+    lmhost::CommandResult runCommandLine(const std::wstring& line);
+    void runQueuedExpressions();
+    int answerMessageBox(const lmhost::MessageBoxRecord& box);
+    void output(const std::wstring& text, bool toTerminal = true);
+    void registerCommands();
+
+    bool m_interactive = false;
+    bool m_echoToTerminal = true;
+    bool m_quit = false;
+    std::ofstream m_transcript;
+    std::deque<int> m_boxAnswers;
+    std::deque<lmhost::DialogAction> m_dialogActions;
+    // What went wrong inside a command that the script must stop on.
+    std::wstring m_scriptFault;
+};
+
+// The words of a box's answer, and back.
+std::wstring answerName(int answer);
+int answerFromName(const std::wstring& name);
+
+} // namespace shell
