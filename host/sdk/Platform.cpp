@@ -222,7 +222,8 @@ LPWSTR PathAddBackslashW(LPWSTR pszPath) {
     if (!pszPath)
         return nullptr;
     size_t len = std::wcslen(pszPath);
-    if (len > 0 && isSeparator(pszPath[len - 1]))
+    // An empty path stays empty, as on the host: a bare name must not become a root path.
+    if (len == 0 || isSeparator(pszPath[len - 1]))
         return pszPath + len;
     if (len + 2 > MAX_PATH)
         return nullptr;

@@ -10,8 +10,21 @@ BOOL PathFileExistsW(LPCWSTR pszPath);
 BOOL PathIsRelativeW(LPCWSTR pszPath);
 // Cuts the last part and its separator; TRUE if something was cut. A root stays.
 BOOL PathRemoveFileSpecW(LPWSTR pszPath);
-// Adds a separator unless the path ends in one; gives the end of the text, or null when
-// MAX_PATH characters would not hold it.
+// Adds a separator unless the path is empty or ends in one; gives the end of the text, or
+// null when MAX_PATH characters would not hold it.
 LPWSTR PathAddBackslashW(LPWSTR pszPath);
 // Joins pszMore to the path with one separator; FALSE when MAX_PATH would be exceeded.
 BOOL PathAppendW(LPWSTR pszPath, LPCWSTR pszMore);
+// Drops "." parts and resolves ".." parts, writing every separator as the path's own kind
+// (see PathAddBackslashW). ".." at a root stays at the root; leading ".." parts of a
+// relative path are kept. FALSE with an empty result when MAX_PATH would be exceeded.
+BOOL PathCanonicalizeW(LPWSTR pszBuf, LPCWSTR pszPath);
+
+#ifndef FILE_ATTRIBUTE_DIRECTORY
+#define FILE_ATTRIBUTE_DIRECTORY 0x00000010
+#endif
+// The way from pszFrom (a folder with FILE_ATTRIBUTE_DIRECTORY, else a file whose folder
+// counts) to pszTo, as ".\x" or "..\x". FALSE when the two have different roots. Parts
+// compare without regard to case for drive and backslash paths, exactly for POSIX ones.
+BOOL PathRelativePathToW(LPWSTR pszPath, LPCWSTR pszFrom, DWORD dwAttrFrom, LPCWSTR pszTo,
+                         DWORD dwAttrTo);

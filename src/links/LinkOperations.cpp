@@ -1,0 +1,76 @@
+#include "links/LinkOperations.h"
+
+#include "dbapserv.h"
+#include "acutads.h"
+#include "exchange/ADNAssocSampleUtils.h"
+#include "links/LinkStore.h"
+
+namespace {
+
+const wchar_t* const kTitle = L"Linkmesh";
+
+enum class Operation { Add, Remove };
+
+// The object that carries the link, its application name and the text stored there; false
+// when the name names nothing, after the operation's own message.
+bool resolveLink(Operation operation, const CString& name, const CString& expression,
+                 AcDbObjectId& id, const wchar_t*& appName, CString& text) {
+    AcDbDatabase* database = acdbHostApplicationServices()->workingDatabase();
+    appName = kDirectLinkApp;
+    int dot = name.Find(L'.');
+    if (dot < 0) {
+        Acad::ErrorStatus es =
+            findVariable(database->currentSpaceId(), static_cast<const wchar_t*>(name), false, id);
+        if (es != Acad::eOk) {
+            MessageBoxW(nullptr, acadErrorStatusText(es), kTitle, MB_ICONINFORMATION);
+            return false;
+        }
+        text = expression;
+        return true;
+    }
+    CString handle = name.Left(dot);
+    CString property = name.Mid(dot + 1);
+    CString nestedHandle;
+    int bar = handle.Find(L'|');
+    if (bar >= 0) {
+        appName = kNestedLinkApp;
+        nestedHandle = handle.Mid(bar + 1);
+        handle = handle.Left(bar);
+    }
+    if (operation == Operation::Remove && handle.IsEmpty())
+        return false;
+    Acad::ErrorStatus es = database->getAcDbObjectId(id, false, AcDbHandle(handle));
+    if (es != Acad::eOk) {
+        acutPrintf(L"\nERROR: Could not translate handle to objectId (%s)",
+                   acadErrorStatusText(es));
+        if (operation == Operation::Add) {
+            CString message;
+            message.Format(L"Invalid dynamic block. %s.", acadErrorStatusText(Acad::eInvalidInput));
+            MessageBoxW(nullptr, message, kTitle, MB_ICONINFORMATION);
+        }
+        return false;
+    }
+    if (bar >= 0)
+        text = nestedHandle + kNestedSeparator + property + L":" + expression;
+    else
+        text = property + L":" + expression;
+    return true;
+}
+
+} // namespace
+
+void addLink(CString name, CString expression) {
+    AcDbObjectId id;
+    const wchar_t* appName = nullptr;
+    CString text;
+    if (resolveLink(Operation::Add, name, expression, id, appName, text))
+        setXdata(id, appName, text);
+}
+
+void removeLink(CString name, CString expression) {
+    AcDbObjectId id;
+    const wchar_t* appName = nullptr;
+    CString text;
+    if (resolveLink(Operation::Remove, name, expression, id, appName, text))
+        deleteXdata(id, appName, text);
+}

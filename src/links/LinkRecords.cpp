@@ -1,0 +1,173 @@
+#include "links/LinkRecords.h"
+
+#include <cwchar>
+
+#include "acdocman.h"
+#include "acedads.h"
+#include "acutads.h"
+#include "adscodes.h"
+#include "dbdynblk.h"
+#include "dbents.h"
+#include "links/LinkStore.h"
+#include "links/TableLinks.h"
+#include "links/UpdateCommand.h"
+#include "oleauto.h"
+#include "shlwapi.h"
+
+namespace {
+
+// Splits "name:expression" at the first colon, which must not be the first character.
+bool splitLinkText(const CString& text, CString& left, CString& right) {
+    int colon = text.Find(L':');
+    if (colon <= 0)
+        return false;
+    left = text.Left(colon);
+    right = text.Mid(colon + 1);
+    return true;
+}
+
+// A relative workbook path is taken from the folder of the active drawing; a drawing never
+// saved reports an empty name, and the path then stays as it is apart from canonicalizing.
+CString resolveAgainstDrawing(const CString& path) {
+    wchar_t folder[MAX_PATH] = {0};
+    AcApDocument* document = acDocManager ? acDocManager->curDocument() : nullptr;
+    if (document && document->fileName())
+        std::wcsncpy(folder, document->fileName(), MAX_PATH - 1);
+    PathRemoveFileSpecW(folder);
+    PathAddBackslashW(folder);
+    CString joined = CString(folder) + path;
+    wchar_t canonical[MAX_PATH] = {0};
+    if (!PathCanonicalizeW(canonical, joined))
+        return joined;
+    return canonical;
+}
+
+void addParameterLinks(CLinkedParameterXlsInfoArray& links, const AcDbAssocNetwork* network) {
+    forEachVariable(network, [&links](AcDbAssocVariable* variable) {
+        CString text;
+        if (!getFirstLinkText(variable, text) || text.IsEmpty())
+            return;
+        CLinkedParameterXlsInfo record;
+        // A table link holds no asterisk and ends here.
+        if (!record.ParseCellExpression(text))
+            return;
+        record.objectId = variable->objectId();
+        record.name = variable->name();
+        links.Add(record);
+    });
+}
+
+void addDirectLinks(CLinkedParameterXlsInfoArray& links, AcDbBlockReference* reference) {
+    CStringArray texts;
+    getAllLinkTexts(reference, kDirectLinkApp, texts);
+    for (INT_PTR i = 0; i < texts.GetSize(); ++i) {
+        CString property, expression;
+        if (!splitLinkText(texts[i], property, expression))
+            continue;
+        CLinkedParameterXlsInfo record;
+        if (!record.ParseCellExpression(expression))
+            continue;
+        record.objectId = reference->objectId();
+        record.name = static_cast<const wchar_t*>(property);
+        record.isBlockProperty = 1;
+        links.Add(record);
+    }
+}
+
+void addNestedLinks(CLinkedParameterXlsInfoArray& links, AcDbBlockReference* reference) {
+    CStringArray texts;
+    getAllLinkTexts(reference, kNestedLinkApp, texts);
+    if (texts.GetSize() > 0)
+        regenNeeded = true;
+    // A handle that cannot be looked up keeps the id found last, at first the outer
+    // reference's, so that the property is then looked for on that block.
+    AcDbObjectId objectId = reference->objectId();
+    for (INT_PTR i = 0; i < texts.GetSize(); ++i) {
+        CString left, expression;
+        if (!splitLinkText(texts[i], left, expression))
+            continue;
+        CString property = left;
+        int separator = left.Find(kNestedSeparator);
+        if (separator >= 0) {
+            property = left.Mid(separator + 1);
+            ads_name entity = {0, 0};
+            if (acdbHandEnt(left.Left(separator), entity) == RTNORM)
+                acdbGetObjectId(objectId, entity);
+        }
+        CLinkedParameterXlsInfo record;
+        if (!record.ParseCellExpression(expression))
+            continue;
+        record.objectId = objectId;
+        record.name = static_cast<const wchar_t*>(property);
+        record.isBlockProperty = 1;
+        links.Add(record);
+    }
+}
+
+void addBlockLinks(CLinkedParameterXlsInfoArray& links) {
+    resbuf* filter = acutBuildList(RTDXF0, L"INSERT", RTNONE);
+    ads_name selection = {0, 0};
+    acedSSGet(L"X", nullptr, nullptr, filter, selection);
+    acutRelRb(filter);
+    Adesk::Int32 count = 0;
+    if (acedSSLength(selection, &count) != RTNORM)
+        count = 0;
+    for (Adesk::Int32 i = 0; i < count; ++i) {
+        ads_name entity;
+        AcDbObjectId id;
+        if (acedSSName(selection, i, entity) != RTNORM || acdbGetObjectId(id, entity) != Acad::eOk)
+            continue;
+        AcDbObjectPointer<AcDbBlockReference> reference(id, AcDb::kForRead);
+        if (reference.openStatus() != Acad::eOk)
+            continue;
+        // A plain block has no properties of its own, yet its nested links still count.
+        if (AcDbDynBlockReference(reference.object()).isDynamicBlock())
+            addDirectLinks(links, reference.object());
+        addNestedLinks(links, reference.object());
+    }
+    acedSSFree(selection);
+}
+
+} // namespace
+
+int CLinkedParameterXlsInfo::ParseCellExpression(CString expression) {
+    // Tokenize folds runs of asterisks, so an empty field shifts the later ones forward.
+    CString fields[4];
+    int position = 0;
+    for (int i = 0; i < 4; ++i) {
+        fields[i] = expression.Tokenize(L"*", position);
+        if (fields[i].IsEmpty())
+            break;
+    }
+    workbookPath = fields[0];
+    sheetName = fields[1];
+    cellAddress = fields[2];
+    if (!fields[3].IsEmpty()) {
+        DATE date = 0;
+        HRESULT hr = VarDateFromStr(fields[3], LOCALE_USER_DEFAULT, 0, &date);
+        if (SUCCEEDED(hr)) {
+            timestamp = COleDateTime(date);
+        } else {
+            timestamp.m_dt = hr == DISP_E_TYPEMISMATCH ? 0.0 : -1.0;
+            timestamp.SetStatus(COleDateTime::invalid);
+        }
+    }
+    if (workbookPath.IsEmpty() || sheetName.IsEmpty() || cellAddress.IsEmpty())
+        return 0;
+    if (PathIsRelativeW(workbookPath))
+        workbookPath = resolveAgainstDrawing(workbookPath);
+    if (PathFileExistsW(workbookPath))
+        return 1;
+    acutPrintf(L"\nCannot find %s. Skip it.", static_cast<const wchar_t*>(workbookPath));
+    return 0;
+}
+
+Acad::ErrorStatus collectWorkbookLinks(CLinkedParameterXlsInfoArray& links) {
+    AcDbObjectPointer<AcDbAssocNetwork> network;
+    Acad::ErrorStatus es = openCurrentSpaceNetwork(network);
+    if (es != Acad::eOk)
+        return es;
+    addParameterLinks(links, network.object());
+    addBlockLinks(links);
+    return Acad::eOk;
+}
