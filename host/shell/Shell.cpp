@@ -386,6 +386,7 @@ int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::str
         m_dialogActions.clear();
         m_scriptFault.clear();
         int lastAnswerLine = command.number;
+        std::vector<std::pair<const ScriptLine*, LineKind>> inputLines; // for the input queue
         while (i < lines.size()) {
             LineKind answerKind = classify(lines[i].text);
             if (answerKind == LineKind::Command)
@@ -393,6 +394,8 @@ int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::str
             std::wstring error;
             if (!queueAnswer(lines[i].text, answerKind, error))
                 return stop(lines[i].number, error);
+            if (answerKind != LineKind::BoxAnswer && answerKind != LineKind::DialogAction)
+                inputLines.emplace_back(&lines[i], answerKind);
             lastAnswerLine = lines[i].number;
             ++i;
         }
@@ -408,7 +411,18 @@ int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::str
             return stop(command.number, m_scriptFault);
         if (result == CommandResult::Failed)
             return stop(command.number, L"the command failed");
-        if (lmhost::pendingInput() > 0 || !m_boxAnswers.empty() || !m_dialogActions.empty())
+        if (size_t left = lmhost::pendingInput(); left > 0 && left <= inputLines.size()) {
+            // The first line no prompt took; a lone word there was meant as a command.
+            auto [line, kind] = inputLines[inputLines.size() - left];
+            if (kind == LineKind::Keyword) {
+                lmhost::print(L"\nCommand: " + line->text);
+                std::wstring word = lmhost::splitCommandLine(line->text)[0];
+                lmhost::runCommand(word);
+                return stop(line->number, L"unknown command \"" + word + L"\"");
+            }
+            return stop(line->number, L"an answer that no prompt asked for");
+        }
+        if (!m_boxAnswers.empty() || !m_dialogActions.empty())
             return stop(lastAnswerLine, L"an answer that no prompt asked for");
         runQueuedExpressions();
     }

@@ -20,3 +20,7 @@ private:
 };
 
 extern CLmeshApp theArxApp;
+
+// The library's exports.
+extern "C" AcRx::AppRetCode acrxEntryPoint(AcRx::AppMsgCode msg, void* pkt);
+extern "C" int acrxGetApiVersion();
