@@ -31,6 +31,7 @@ using spreadsheet::Status;
 
 struct Book {
     std::unique_ptr<spreadsheet::Workbook> workbook;
+    std::wstring name; // the file name, whichever slash the path uses
     HWND window = nullptr;
     bool open = true;
     // A selection of several areas, which the file's single-range view cannot hold.
@@ -486,7 +487,7 @@ AutoObject* makeName(const InstancePtr& inst, const BookPtr& book,
 spreadsheet::Worksheet& loadedSheet(const BookPtr& book, int index) {
     spreadsheet::Worksheet& sheet = book->workbook->sheet(static_cast<size_t>(index));
     if (sheet.load() != Status::Ok)
-        raise(L"We found a problem with some content in '" + book->workbook->name() + L"'.");
+        raise(L"We found a problem with some content in '" + book->name + L"'.");
     return sheet;
 }
 
@@ -641,6 +642,8 @@ HWND makeBookWindow(const InstancePtr& inst, const BookPtr& book);
 BookPtr addBook(const InstancePtr& inst, std::unique_ptr<spreadsheet::Workbook> workbook) {
     auto book = std::make_shared<Book>();
     book->workbook = std::move(workbook);
+    book->name =
+        book->workbook->hasFile() ? fileNameOf(book->workbook->fullName()) : book->workbook->name();
     inst->books.push_back(book);
     book->window = makeBookWindow(inst, book);
     setActive(*inst, book);
@@ -657,7 +660,7 @@ BookPtr openIn(const InstancePtr& inst, const std::wstring& path, bool readOnly,
         }
     std::wstring name = fileNameOf(path);
     for (const BookPtr& b : inst->books)
-        if (equalNoCase(b->workbook->name(), name))
+        if (equalNoCase(b->name, name))
             raise(clashText(name));
     Status status = Status::Ok;
     std::unique_ptr<spreadsheet::Workbook> wb =
@@ -692,7 +695,7 @@ protected:
             if (index->vt == VT_BSTR) {
                 std::wstring name = index->bstrVal ? index->bstrVal : L"";
                 for (const BookPtr& b : in.books)
-                    if (equalNoCase(b->workbook->name(), name))
+                    if (equalNoCase(b->name, name))
                         return setObject(r, makeWorkbook(instPtr(), b));
                 fail(DISP_E_BADINDEX);
             }
@@ -731,7 +734,7 @@ protected:
         if (n == L"FullName")
             return setText(r, wb.fullName());
         if (n == L"Name")
-            return setText(r, wb.name());
+            return setText(r, m_book->name);
         if (n == L"ReadOnly")
             return setBool(r, wb.readOnly());
         if (n == L"Worksheets")
@@ -1070,7 +1073,7 @@ protected:
                 text += addressOf(a, rowAbs, colAbs, style == -4150);
             }
             if (external)
-                text = L"[" + m_book->workbook->name() + L"]" + ws.name() + L"!" + text;
+                text = L"[" + m_book->name + L"]" + ws.name() + L"!" + text;
             return setText(r, text);
         }
         if (n == L"Resize") {
@@ -1318,7 +1321,7 @@ HWND makeBookWindow(const InstancePtr& inst, const BookPtr& book) {
     std::weak_ptr<Book> wb = book;
     lmhost::WindowRecord record;
     record.className = L"EXCEL7";
-    record.text = book->workbook->name();
+    record.text = book->name;
     record.nativeObject = [wi, wb](REFIID riid, void** object) -> HRESULT {
         auto i = wi.lock();
         auto b = wb.lock();
@@ -1405,7 +1408,7 @@ bool findBook(const InstancePtr& inst, const std::wstring& name, BookPtr& out) {
     if (!inst)
         return false;
     for (const BookPtr& b : inst->books)
-        if (equalNoCase(b->workbook->name(), name) || equalNoCase(b->workbook->fullName(), name)) {
+        if (equalNoCase(b->name, name) || equalNoCase(b->workbook->fullName(), name)) {
             out = b;
             return true;
         }
@@ -1449,7 +1452,7 @@ ExcelState excelState(int excel) {
     for (const BookPtr& b : i->books)
         s.workbooks.push_back(b->workbook->fullName());
     if (i->active)
-        s.activeWorkbook = i->active->workbook->name();
+        s.activeWorkbook = i->active->name;
     return s;
 }
 
