@@ -1,0 +1,89 @@
+// The shell's path calls as the link records use them: Windows spellings from a Cell
+// Expression meet POSIX folders here.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "shlwapi.h"
+
+namespace {
+
+std::wstring canonical(const wchar_t* path) {
+    wchar_t out[MAX_PATH] = {0};
+    if (!PathCanonicalizeW(out, path))
+        return L"<failed>";
+    return out;
+}
+
+std::wstring relative(const wchar_t* from, DWORD fromAttributes, const wchar_t* to) {
+    wchar_t out[MAX_PATH] = {0};
+    if (!PathRelativePathToW(out, from, fromAttributes, to, 0))
+        return L"<failed>";
+    return out;
+}
+
+// The steps that resolve a relative workbook path against a drawing.
+std::wstring resolve(const wchar_t* drawing, const wchar_t* workbook) {
+    wchar_t folder[MAX_PATH] = {0};
+    wcscpy(folder, drawing);
+    PathRemoveFileSpecW(folder);
+    PathAddBackslashW(folder);
+    std::wstring joined = std::wstring(folder) + workbook;
+    return canonical(joined.c_str());
+}
+
+TEST(PathCalls, CanonicalizeResolvesDotsInEitherSpelling) {
+    EXPECT_EQ(canonical(L"/home/u/./data/../sizes.xlsx"), L"/home/u/sizes.xlsx");
+    EXPECT_EQ(canonical(L"/home/u/.\\data\\sizes.xlsx"), L"/home/u/data/sizes.xlsx");
+    EXPECT_EQ(canonical(L"C:\\a\\.\\b\\..\\c.xlsx"), L"C:\\a\\c.xlsx");
+    EXPECT_EQ(canonical(L"C:\\..\\..\\c.xlsx"), L"C:\\c.xlsx");
+    EXPECT_EQ(canonical(L"/../x"), L"/x");
+    EXPECT_EQ(canonical(L"..\\x\\..\\..\\y"), L"..\\..\\y");
+    EXPECT_EQ(canonical(L"\\\\server\\share\\.\\a.xlsx"), L"\\\\server\\share\\a.xlsx");
+    EXPECT_EQ(canonical(L"C:\\a\\b\\"), L"C:\\a\\b\\");
+}
+
+TEST(PathCalls, CanonicalizeRefusesWhatExceedsThePathLimit) {
+    std::wstring longPath = L"/" + std::wstring(300, L'a');
+    wchar_t out[MAX_PATH] = {L'x', 0};
+    EXPECT_FALSE(PathCanonicalizeW(out, longPath.c_str()));
+    EXPECT_EQ(out[0], 0);
+}
+
+TEST(PathCalls, RelativeWorkbookPathsResolveAgainstTheDrawingsFolder) {
+    EXPECT_EQ(resolve(L"/home/u/proj/door.dwg", L".\\data\\sizes.xlsx"),
+              L"/home/u/proj/data/sizes.xlsx");
+    EXPECT_EQ(resolve(L"/home/u/proj/door.dwg", L"..\\shared\\sizes.xlsx"),
+              L"/home/u/shared/sizes.xlsx");
+    EXPECT_EQ(resolve(L"/home/u/proj/door.dwg", L"sizes.xlsx"), L"/home/u/proj/sizes.xlsx");
+    EXPECT_EQ(resolve(L"C:\\proj\\door.dwg", L".\\data\\sizes.xlsx"),
+              L"C:\\proj\\data\\sizes.xlsx");
+    // A drawing never saved has no folder: the path stays relative.
+    EXPECT_EQ(resolve(L"Drawing1.dwg", L".\\sizes.xlsx"), L"sizes.xlsx");
+    EXPECT_EQ(resolve(L"", L"sizes.xlsx"), L"sizes.xlsx");
+}
+
+TEST(PathCalls, WindowsPathsAreAbsentFilesHere) {
+    EXPECT_FALSE(PathIsRelativeW(L"C:\\Data\\sizes.xlsx"));
+    EXPECT_FALSE(PathFileExistsW(L"C:\\Data\\sizes.xlsx"));
+    EXPECT_FALSE(PathIsRelativeW(L"\\\\server\\share\\sizes.xlsx"));
+    EXPECT_TRUE(PathIsRelativeW(L".\\data\\sizes.xlsx"));
+    EXPECT_TRUE(PathFileExistsW(L"/"));
+}
+
+TEST(PathCalls, RelativePathFromADrawingToAWorkbook) {
+    EXPECT_EQ(relative(L"/home/u/proj/door.dwg", 0, L"/home/u/proj/data/sizes.xlsx"),
+              L"./data/sizes.xlsx");
+    EXPECT_EQ(relative(L"/home/u/proj/door.dwg", 0, L"/home/u/shared/sizes.xlsx"),
+              L"../shared/sizes.xlsx");
+    EXPECT_EQ(relative(L"/home/u/proj", FILE_ATTRIBUTE_DIRECTORY, L"/home/u/proj/a.xlsx"),
+              L"./a.xlsx");
+    EXPECT_EQ(relative(L"C:\\Proj\\door.dwg", 0, L"c:\\proj\\Data\\sizes.xlsx"),
+              L".\\Data\\sizes.xlsx");
+    // POSIX names are compared exactly.
+    EXPECT_EQ(relative(L"/home/u/Proj/door.dwg", 0, L"/home/u/proj/a.xlsx"), L"../proj/a.xlsx");
+    EXPECT_EQ(relative(L"C:\\proj\\door.dwg", 0, L"D:\\proj\\a.xlsx"), L"<failed>");
+    EXPECT_EQ(relative(L"/home/u/door.dwg", 0, L"C:\\a.xlsx"), L"<failed>");
+}
+
+} // namespace
