@@ -183,6 +183,16 @@ AcApDocument* findDocument(const std::wstring& name) {
     return nullptr;
 }
 
+bool setDocumentFileName(AcApDocument* doc, const std::wstring& fileName) {
+    if (!doc || !isOpen(doc))
+        return false;
+    AcApDocument::Data* data = doc->data();
+    data->fileName = fileName;
+    size_t slash = fileName.find_last_of(L"/\\");
+    data->title = slash == std::wstring::npos ? fileName : fileName.substr(slash + 1);
+    return true;
+}
+
 void closeAllDocuments() {
     while (!docs().documents.empty())
         acDocManagerPtr()->closeDocument(docs().documents.back().get());

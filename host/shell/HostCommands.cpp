@@ -17,6 +17,7 @@
 namespace shell {
 
 void registerDrawingCommands();
+void registerWorkbookCommands();
 
 namespace {
 
@@ -231,6 +232,7 @@ void Session::registerCommands() {
         },
         L"MENUGROUPS: list the loaded menu groups");
     registerDrawingCommands();
+    registerWorkbookCommands();
 }
 
 } // namespace shell

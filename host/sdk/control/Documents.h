@@ -12,6 +12,9 @@ namespace lmhost {
 AcApDocument* newDocument(const std::wstring& name);
 // The open document of that title or file name (without regard to case), or null.
 AcApDocument* findDocument(const std::wstring& name);
+// Gives a document the path it was opened from or will be saved to, as opening or saving
+// the drawing would; its title becomes the file part. False for a document that is not open.
+bool setDocumentFileName(AcApDocument* doc, const std::wstring& fileName);
 // Closes every document, as the host does at its end.
 void closeAllDocuments();
 

@@ -1,0 +1,112 @@
+// The host's commands around workbook links: naming the drawing's file, which relative
+// workbook paths start from, and changing a workbook cell as a user does in the spreadsheet
+// program (type into the cell, save the file).
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Shell.h"
+#include "acdocman.h"
+#include "sdk/WideFormat.h"
+#include "sdk/control/Documents.h"
+#include "spreadsheet/CellRef.h"
+#include "spreadsheet/Workbook.h"
+
+namespace shell {
+
+namespace {
+
+using lmhost::CommandResult;
+using Args = std::vector<std::wstring>;
+
+CommandResult refuse(const std::wstring& text) {
+    lmhost::print(L"\n" + text);
+    return CommandResult::Failed;
+}
+
+// A relative path is taken from the program's working folder.
+std::wstring absolutePath(const std::wstring& path) {
+    std::error_code ignored;
+    std::filesystem::path full = std::filesystem::absolute(std::filesystem::path(path), ignored);
+    return full.lexically_normal().wstring();
+}
+
+CommandResult nameDrawingFile(const Args& args) {
+    if (args.size() != 1)
+        return refuse(L"DWGPATH needs the drawing's file path.");
+    AcApDocument* doc = acDocManagerPtr()->curDocument();
+    if (!doc)
+        return refuse(L"No drawing is open.");
+    std::wstring path = absolutePath(args[0]);
+    lmhost::setDocumentFileName(doc, path);
+    lmhost::print(L"\nThe drawing's file is " + path + L".");
+    return CommandResult::Ended;
+}
+
+CommandResult setWorkbookCell(const Args& args) {
+    if (args.size() < 3)
+        return refuse(L"XLSET needs a workbook, a sheet, a cell and the text to type.");
+    std::wstring path = absolutePath(args[0]);
+    std::wstring typed;
+    for (size_t i = 3; i < args.size(); ++i)
+        typed += (i > 3 ? L" " : L"") + args[i];
+    spreadsheet::Status status;
+    auto book = spreadsheet::Workbook::open(path, false, status);
+    if (!book)
+        return refuse(L"Cannot open " + path + L": " + spreadsheet::statusText(status) + L".");
+    int sheetIndex = book->findSheet(args[1]);
+    if (sheetIndex < 0)
+        return refuse(path + L" has no sheet \"" + args[1] + L"\".");
+    spreadsheet::Worksheet* sheet = &book->sheet(static_cast<size_t>(sheetIndex));
+    spreadsheet::CellRef cell;
+    if (!spreadsheet::parseCellRef(args[2], cell)) {
+        // A defined name stands for its first cell, as the name box takes the user there.
+        const spreadsheet::DefinedName* name = book->findName(args[2], sheetIndex);
+        if (!name || name->sheet < 0)
+            return refuse(L"\"" + args[2] + L"\" is no cell or name of " + path + L".");
+        sheet = &book->sheet(static_cast<size_t>(name->sheet));
+        cell = name->range.first;
+    }
+    status = sheet->putTexts(cell.row, cell.col, {{typed}});
+    if (status == spreadsheet::Status::Ok)
+        status = book->save();
+    if (status != spreadsheet::Status::Ok)
+        return refuse(L"Cannot save " + path + L": " + spreadsheet::statusText(status) + L".");
+    lmhost::print(L"\n" + sheet->name() + L"!" + args[2] + L" shows \"" +
+                  sheet->text(cell.row, cell.col) + L"\"; " + book->name() + L" saved.");
+    return CommandResult::Ended;
+}
+
+// File > Save As in the spreadsheet program: the workbook is written under a new name and
+// the original stays as it was.
+CommandResult saveWorkbookAs(const Args& args) {
+    if (args.size() != 2)
+        return refuse(L"XLSAVEAS needs a workbook and the new file's path.");
+    std::wstring source = absolutePath(args[0]);
+    std::wstring target = absolutePath(args[1]);
+    spreadsheet::Status status;
+    auto book = spreadsheet::Workbook::open(source, false, status);
+    if (!book)
+        return refuse(L"Cannot open " + source + L": " + spreadsheet::statusText(status) + L".");
+    status = book->saveAs(target);
+    if (status != spreadsheet::Status::Ok)
+        return refuse(L"Cannot save " + target + L": " + spreadsheet::statusText(status) + L".");
+    lmhost::print(L"\n" + book->name() + L" saved as " + target + L".");
+    return CommandResult::Ended;
+}
+
+} // namespace
+
+void registerWorkbookCommands() {
+    using lmhost::registerHostCommand;
+    registerHostCommand(L"DWGPATH", nameDrawingFile,
+                        L"DWGPATH file: name the current drawing's file (relative workbook "
+                        L"paths of links start from its folder)");
+    registerHostCommand(L"XLSET", setWorkbookCell,
+                        L"XLSET workbook sheet cell text: type text into a workbook cell (or "
+                        L"named cell) and save the workbook, as a user does in the spreadsheet");
+    registerHostCommand(L"XLSAVEAS", saveWorkbookAs,
+                        L"XLSAVEAS workbook file: save a copy of a workbook under a new name");
+}
+
+} // namespace shell
