@@ -41,7 +41,9 @@ __attribute__((constructor(200))) void libraryAttach() {
     DllMain(thisModule(), DLL_PROCESS_ATTACH, nullptr);
 }
 
-__attribute__((destructor(200))) void libraryDetach() {
+// Without a priority, so that it runs while the library's static objects (the pending
+// tables among them) still exist.
+__attribute__((destructor)) void libraryDetach() {
     DllMain(_hdllInstance, DLL_PROCESS_DETACH, nullptr);
 }
 
