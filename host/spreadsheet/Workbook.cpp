@@ -455,6 +455,7 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet) {
     data->sheetData = childNamed(data->root, "sheetData");
     st = Status::Ok;
     if (data->sheetData) {
+        data->cells.reserve(data->buffer.size() / 40);
         int prevRow = 0;
         bool sorted = true;
         for (auto r = data->sheetData.first_child(); r; r = r.next_sibling()) {
@@ -692,6 +693,16 @@ RangeRef Worksheet::usedRange() {
         r.last.col = std::max(r.last.col, c.col);
     }
     return r;
+}
+
+std::vector<CellRef> Worksheet::cells() {
+    std::vector<CellRef> out;
+    if (load() != Status::Ok)
+        return out;
+    out.reserve(m_data->cells.size());
+    for (const auto& c : m_data->cells)
+        out.push_back({c.row, c.col});
+    return out;
 }
 
 CellRef Worksheet::activeCell() {

@@ -93,6 +93,8 @@ public:
 
     // Bounding box of the cells present; $A$1 alone for an empty sheet.
     RangeRef usedRange();
+    // The cells present in the file, row by row.
+    std::vector<CellRef> cells();
 
     // Column width in characters as the file stores it (includes the cell padding).
     double columnWidth(int col);
