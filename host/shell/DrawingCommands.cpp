@@ -88,6 +88,7 @@ std::wstring parameterLine(const AcDbAssocVariable* variable) {
 // Sets and evaluates an expression; false after the model's refusal is printed.
 bool applyExpression(AcDbAssocVariable* variable, const std::wstring& expression) {
     AcString error;
+    AcString previous = variable->expression();
     Acad::ErrorStatus es = variable->setExpression(expression.c_str(), L"", true, true, error);
     if (es != Acad::eOk) {
         say((error.isEmpty() ? std::wstring(acadErrorStatusText(es)) : error.str()) + L".");
@@ -98,10 +99,32 @@ bool applyExpression(AcDbAssocVariable* variable, const std::wstring& expression
     if (es == Acad::eOk)
         es = variable->setValue(value);
     if (es != Acad::eOk) {
+        // An expression that cannot be evaluated does not stay.
+        AcString ignored;
+        variable->setExpression(previous, L"", true, true, ignored);
         say((error.isEmpty() ? std::wstring(acadErrorStatusText(es)) : error.str()) + L".");
         return false;
     }
     return true;
+}
+
+// Takes a variable out of its network and erases it. The network reads the variable's
+// fields as it lets it go, so the variable is held open for read meanwhile.
+Acad::ErrorStatus removeParameter(AcDbObjectId networkId, AcDbObjectId id) {
+    Acad::ErrorStatus es;
+    {
+        AcDbObjectPointer<AcDbAssocNetwork> network(networkId, AcDb::kForWrite);
+        AcDbObjectPointer<AcDbAssocVariable> variable(id, AcDb::kForRead);
+        es = network.openStatus() != Acad::eOk ? network.openStatus() : variable.openStatus();
+        if (es == Acad::eOk)
+            es = network->removeAction(id, false);
+    }
+    if (es != Acad::eOk)
+        return es;
+    AcDbObjectPointer<AcDbAssocVariable> variable(id, AcDb::kForWrite);
+    if ((es = variable.openStatus()) == Acad::eOk)
+        es = variable->erase();
+    return es;
 }
 
 CommandResult createParameter(const Args& args) {
@@ -151,9 +174,7 @@ CommandResult createParameter(const Args& args) {
         }
     }
     if (!made) {
-        AcDbObjectPointer<AcDbAssocNetwork> network(networkId, AcDb::kForWrite);
-        if (network.openStatus() == Acad::eOk)
-            network->removeAction(id, true);
+        removeParameter(networkId, id);
         return CommandResult::Failed;
     }
     return CommandResult::Ended;
@@ -230,10 +251,7 @@ CommandResult eraseParameter(AcDbDatabase* db, AcDbObjectId id) {
         AcDbObjectPointer<AcDbAssocVariable> variable(id, AcDb::kForRead);
         networkId = variable->owningNetwork();
     }
-    AcDbObjectPointer<AcDbAssocNetwork> owner(networkId, AcDb::kForWrite);
-    Acad::ErrorStatus es = owner.openStatus();
-    if (es == Acad::eOk)
-        es = owner->removeAction(id, true);
+    Acad::ErrorStatus es = removeParameter(networkId, id);
     if (es != Acad::eOk)
         return refuse(L"\"" + name + L"\" cannot be erased: " + acadErrorStatusText(es) + L".");
     say(L"Erased the parameter " + name + L".");
