@@ -444,9 +444,11 @@ CommandResult addXdata(const Args& args) {
     if (args[1].empty() || args[1].size() > 255)
         return refuse(L"An application name has 1 to 255 characters.");
     std::wstring why;
-    if (!appendXdataText(id, args[1], args[2], why))
+    bool stored = false;
+    if (!appendXdataText(id, args[1], args[2], stored, why))
         return refuse(L"No xdata was added: " + why + L".");
-    say(L"Added to " + handleText(id) + L" under " + args[1] + L": " + visible(args[2]));
+    say((stored ? L"Added to " : L"Already stored on ") + handleText(id) + L" under " + args[1] +
+        L": " + visible(args[2]));
     return CommandResult::Ended;
 }
 
@@ -495,9 +497,10 @@ CommandResult addLink(const Args& args) {
         }
     }
     std::wstring why;
-    if (!appendXdataText(id, application, text, why))
+    bool stored = false;
+    if (!appendXdataText(id, application, text, stored, why))
         return refuse(L"No link was stored: " + why + L".");
-    say(L"Linked " + target + L" to " + cell + L".");
+    say((stored ? L"Linked " : L"Already linked: ") + target + L" to " + cell + L".");
     return CommandResult::Ended;
 }
 

@@ -168,7 +168,8 @@ std::wstring visible(const std::wstring& text) {
 }
 
 bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std::wstring& text,
-                     std::wstring& why) {
+                     bool& stored, std::wstring& why) {
+    stored = false;
     AcDbObject* object = nullptr;
     if (Acad::ErrorStatus es = acdbOpenAcDbObject(object, id, AcDb::kForRead)) {
         why = std::wstring(L"the object cannot be opened (") + acadErrorStatusText(es) + L")";
@@ -205,6 +206,7 @@ bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std
         why = std::wstring(L"the xdata was refused (") + acadErrorStatusText(es) + L")";
         return false;
     }
+    stored = true;
     return true;
 }
 

@@ -42,9 +42,10 @@ std::wstring className(AcDbObjectId id);
 std::wstring visible(const std::wstring& text);
 
 // Appends a 1000 entry to an object's xdata of one application the way the plug-in's link
-// store writes links; false with a reason.
+// store writes links: not again when an earlier entry (not the last) equals it without regard
+// to case. False with a reason; stored tells whether an entry was added.
 bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std::wstring& text,
-                     std::wstring& why);
+                     bool& stored, std::wstring& why);
 
 void registerBlockCommands();
 

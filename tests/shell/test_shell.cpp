@@ -1,68 +1,9 @@
 // The linkmesh program run on scripts, with whole transcripts compared.
-#include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <string>
-
-namespace fs = std::filesystem;
+#include "ShellRun.h"
 
 namespace {
 
-struct ProgramRun {
-    int exitCode = -1;
-    std::string transcript;
-    std::string errors;
-};
-
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void writeFile(const fs::path& path, const std::string& text) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-class ShellTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        m_dir = fs::temp_directory_path() /
-                ("lmshell-" + std::to_string(getpid()) + "-" +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(m_dir);
-        fs::create_directories(m_dir / "config");
-    }
-    void TearDown() override { fs::remove_all(m_dir); }
-
-    fs::path store() const { return m_dir / "config" / "linkmesh" / "registry"; }
-
-    ProgramRun run(const std::string& script, const std::string& options = "") {
-        writeFile(m_dir / "script.scr", script);
-        std::string command =
-            "XDG_CONFIG_HOME='" + (m_dir / "config").string() + "' '" + LINKMESH_PROGRAM +
-            "' --quiet " + options + " --transcript '" + (m_dir / "out.txt").string() + "' '" +
-            (m_dir / "script.scr").string() + "' 2> '" + (m_dir / "err.txt").string() + "'";
-        ProgramRun r;
-        int status = std::system(command.c_str());
-        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        r.transcript = readFile(m_dir / "out.txt");
-        r.errors = readFile(m_dir / "err.txt");
-        return r;
-    }
-
-    fs::path m_dir;
-};
-
-const std::string kStartup = "\nCommand: (command \"Lmesh_LoadMenu\")";
+using namespace shelltest;
 
 TEST_F(ShellTest, WriteLinkedParametersToSourceDoesNothingAtAll) {
     ProgramRun r = run("Lmesh_WriteLinkedParametersToSource\n");
