@@ -1,5 +1,6 @@
 // The host's block commands: block definitions with dynamic properties, references in
 // spaces and inside other definitions (so they nest), and a reference's property values.
+#include <algorithm>
 #include <cwctype>
 
 #include "DrawingText.h"
@@ -125,6 +126,34 @@ std::wstring blockName(AcDbObjectId id) {
     return name;
 }
 
+// True when the definition holds a reference to target, at any depth.
+bool holds(AcDbObjectId definition, AcDbObjectId target, std::vector<AcDbObjectId>& seen) {
+    if (definition == target)
+        return true;
+    if (std::find(seen.begin(), seen.end(), definition) != seen.end())
+        return false;
+    seen.push_back(definition);
+    std::vector<AcDbObjectId> inner;
+    {
+        AcDbObjectPointer<AcDbBlockTableRecord> record(definition, AcDb::kForRead);
+        if (record.openStatus() != Acad::eOk)
+            return false;
+        inner = record->data()->entities;
+    }
+    for (AcDbObjectId id : inner) {
+        if (id.isErased() || id.objectClass() != AcDbBlockReference::desc())
+            continue;
+        AcDbObjectPointer<AcDbBlockReference> reference(id, AcDb::kForRead);
+        if (reference.openStatus() != Acad::eOk)
+            continue;
+        AcDbObjectId block = drawing::blockOf(reference);
+        reference.close();
+        if (holds(block, target, seen))
+            return true;
+    }
+    return false;
+}
+
 CommandResult defineBlock(const Args& args) {
     if (args.size() != 1)
         return refuse(L"BLOCK needs a block name.");
@@ -220,7 +249,8 @@ CommandResult insertReference(const Args& args) {
     if (args.size() == 3) {
         if (!findBlock(db, args[2], owner))
             return CommandResult::Failed;
-        if (owner == block)
+        std::vector<AcDbObjectId> seen;
+        if (holds(block, owner, seen))
             return refuse(L"A block cannot hold a reference to itself.");
         // A definition's own coordinates are no UCS.
     } else {

@@ -283,6 +283,9 @@ INSTANTIATE_TEST_SUITE_P(
                 "A range is two numbers, the lower first."},
         Refusal{"BLOCK Door\nINSERT Door 0,0 Door\n", 2,
                 "A block cannot hold a reference to itself."},
+        Refusal{"BLOCK Door\nBLOCK Leaf\nBLOCK Knob\nINSERT Leaf 0,0 Door\n"
+                "INSERT Knob 0,0 Leaf\nINSERT Door 0,0 Knob\n",
+                6, "A block cannot hold a reference to itself."},
         Refusal{"TABLE 1 1 0,0\nPROPS A\n", 2, "A is no block reference (AcDbTable)."},
         Refusal{"PROPSET 99 Width 1\n", 1, "No object has the handle 99."},
         Refusal{"PARAM a 1\nLINK b Table(C).$A$1\n", 2, "No parameter is named b."},
