@@ -21,8 +21,11 @@ const std::string& bigWorkbook() {
         int money = b.format(L"#,##0.00");
         int date = b.builtin(14);
         int pct = b.format(L"0.0%");
-        for (int i = 0; i < 500; ++i)
-            b.text("A" + std::to_string(i + 1), L"label " + std::to_wstring(i));
+        for (int i = 0; i < 500; ++i) {
+            std::string ref(1, 'A');
+            ref += std::to_string(i + 1);
+            b.text(ref, L"label " + std::to_wstring(i));
+        }
         std::string xml;
         xml.reserve(std::size_t(kRows) * kCols * 44);
         xml += "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">"

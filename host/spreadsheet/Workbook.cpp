@@ -190,7 +190,27 @@ struct ColSpan {
     double width;
 };
 
+struct LightCell {
+    int col;
+    int style;
+    CellValue value;
+};
+
+struct LightRow {
+    int row;
+    std::size_t begin, end; // the row element's bytes in the buffer
+};
+
 struct SheetData {
+    // Light mode: only the sheet's head is parsed; rows are found by a scan of the raw
+    // text and parsed one by one when read. Anything that needs the whole sheet or
+    // changes it turns the sheet into a full document first.
+    bool light = false;
+    std::string headBuffer;
+    pugi::xml_document headDoc;
+    std::vector<LightRow> lightRows;
+    std::unordered_map<std::size_t, std::vector<LightCell>> parsedRows;
+
     std::string buffer; // the XML text the document points into
     pugi::xml_document doc;
     pugi::xml_node root;
@@ -247,7 +267,7 @@ struct WorkbookImpl {
     Status loadSharedStrings(const std::string& part);
     Status loadStyles(const std::string& part);
     static Status openPackage(Workbook& book, std::string bytes);
-    static Status loadSheet(Workbook& book, Worksheet& sheet);
+    static Status loadSheet(Workbook& book, Worksheet& sheet, bool full);
 };
 
 Status WorkbookImpl::loadSharedStrings(const std::string& part) {
@@ -396,18 +416,11 @@ Status WorkbookImpl::openPackage(Workbook& book, std::string bytes) {
     return Status::Ok;
 }
 
-Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet) {
-    WorkbookImpl& m = *book.m_impl;
-    auto data = std::make_unique<SheetData>();
-    Status st = m.pkg.read(sheet.m_partName, data->buffer);
-    if (st != Status::Ok)
-        return st;
-    st = parseXml(data->buffer, data->doc);
-    if (st != Status::Ok)
-        return st;
-    data->root = data->doc.document_element();
+namespace {
 
-    auto fmt = childNamed(data->root, "sheetFormatPr");
+Status readHead(SheetData& sd, pugi::xml_node root) {
+    SheetData* data = &sd;
+    auto fmt = childNamed(root, "sheetFormatPr");
     double def = fmt.attribute("defaultColWidth").as_double(0);
     if (!(def > 0 && def <= 255)) {
         double base = fmt.attribute("baseColWidth").as_double(8);
@@ -419,7 +432,7 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet) {
         def = columnWidthFromPixels(px);
     }
     data->defaultWidth = def;
-    for (auto c = childNamed(data->root, "cols").first_child(); c; c = c.next_sibling()) {
+    for (auto c = childNamed(root, "cols").first_child(); c; c = c.next_sibling()) {
         if (localName(c.name()) != "col")
             continue;
         int mn = intAttr(c.attribute("min"), 0), mx = intAttr(c.attribute("max"), 0);
@@ -431,7 +444,7 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet) {
         data->cols.push_back({mn, mx, w});
     }
 
-    auto view = childNamed(childNamed(data->root, "sheetViews"), "sheetView");
+    auto view = childNamed(childNamed(root, "sheetViews"), "sheetView");
     if (view) {
         std::string activePane = childNamed(view, "pane").attribute("activePane").value();
         pugi::xml_node chosen;
@@ -451,6 +464,141 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet) {
                 sq.empty() ? cellAddress(data->activeCell.row, data->activeCell.col, false) : sq;
         }
     }
+
+    return Status::Ok;
+}
+
+// Offsets of the rows inside <sheetData> by a scan of the raw text. Gives false when the
+// text holds anything the scan cannot be sure of (comments, CDATA, processing
+// instructions, rows out of order): the sheet is then parsed as a whole.
+bool scanRows(SheetData& d, Status& status) {
+    const std::string& b = d.buffer;
+    std::size_t name = b.find("sheetData");
+    while (name != std::string::npos && !(name > 0 && (b[name - 1] == '<' || b[name - 1] == ':')))
+        name = b.find("sheetData", name + 1);
+    if (name == std::string::npos)
+        return false;
+    std::size_t open = b.rfind('<', name);
+    std::string prefix = b.substr(open + 1, name - open - 1); // "" or "x:"
+    std::size_t tagEnd = b.find('>', name);
+    if (tagEnd == std::string::npos || b[tagEnd - 1] == '/')
+        return false;
+    std::string closing("</");
+    closing += prefix;
+    closing += "sheetData>";
+    std::size_t contentEnd = b.find(closing, tagEnd);
+    if (contentEnd == std::string::npos)
+        return false;
+    std::string_view content(b.data() + tagEnd + 1, contentEnd - tagEnd - 1);
+    // One pass over the tags: row starts, and a way out on "<!" and "<?".
+    std::string rowTag(1, '<');
+    rowTag += prefix;
+    rowTag += "row";
+    std::vector<std::size_t> starts;
+    const char* p = content.data();
+    const std::size_t n = content.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        if (p[i] != '<')
+            continue;
+        char c1 = i + 1 < n ? p[i + 1] : '\0';
+        if (c1 == '!' || c1 == '?')
+            return false;
+        if (c1 == rowTag[1] && n - i > rowTag.size() &&
+            std::memcmp(p + i, rowTag.data(), rowTag.size()) == 0) {
+            char next = p[i + rowTag.size()];
+            if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
+                next == '\r')
+                starts.push_back(i);
+        }
+    }
+    std::string head;
+    head.reserve(tagEnd + 1 + (b.size() - contentEnd));
+    head.append(b, 0, tagEnd + 1);
+    head.append(b, contentEnd, std::string::npos);
+    if (head.find("<!--") != std::string::npos || head.find("<![CDATA[") != std::string::npos)
+        return false;
+
+    std::size_t base = tagEnd + 1;
+    int prevRow = 0;
+    d.lightRows.reserve(starts.size());
+    for (std::size_t k = 0; k < starts.size(); ++k) {
+        std::size_t at = starts[k];
+        std::size_t stop = k + 1 < starts.size() ? starts[k + 1] : content.size();
+        std::size_t gt = content.find('>', at);
+        int rowNum = prevRow + 1;
+        if (gt != std::string_view::npos && gt < stop) {
+            std::string_view tag = content.substr(at, gt - at);
+            std::size_t r = tag.find("r=");
+            while (r != std::string_view::npos && tag[r - 1] != ' ' && tag[r - 1] != '\t' &&
+                   tag[r - 1] != '\n' && tag[r - 1] != '\r')
+                r = tag.find("r=", r + 1);
+            if (r != std::string_view::npos) {
+                --r; // at the blank before the name
+            }
+            if (r != std::string_view::npos && r + 4 < tag.size()) {
+                std::size_t q = r + 4, qe = tag.find(tag[r + 3], q);
+                long v = 0;
+                std::size_t digits = 0;
+                bool ok = qe != std::string_view::npos && qe > q;
+                for (std::size_t i = q; ok && i < qe; ++i) {
+                    if (tag[i] < '0' || tag[i] > '9' || ++digits > 8)
+                        ok = false;
+                    else
+                        v = v * 10 + (tag[i] - '0');
+                }
+                if (!ok || v < 1 || v > kMaxRows) {
+                    status = Status::BadReference;
+                    return true;
+                }
+                rowNum = int(v);
+            }
+        }
+        if (rowNum <= prevRow)
+            return false;
+        prevRow = rowNum;
+        d.lightRows.push_back({rowNum, base + at, base + stop});
+    }
+    d.headBuffer = std::move(head);
+    status = parseXml(d.headBuffer, d.headDoc);
+    if (status == Status::Ok)
+        status = readHead(d, d.headDoc.document_element());
+    d.light = true;
+    return true;
+}
+
+} // namespace
+
+Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet, bool full) {
+    WorkbookImpl& m = *book.m_impl;
+    auto data = std::make_unique<SheetData>();
+    Status st = Status::Ok;
+    if (sheet.m_data && sheet.m_data->light) {
+        data->buffer = std::move(sheet.m_data->buffer); // still untouched by any parse
+        sheet.m_data.reset();
+    } else {
+        st = m.pkg.read(sheet.m_partName, data->buffer);
+        if (st != Status::Ok)
+            return st;
+    }
+    if (!full) {
+        auto light = std::make_unique<SheetData>();
+        light->buffer = std::move(data->buffer);
+        if (scanRows(*light, st)) {
+            if (st == Status::Ok)
+                sheet.m_data = std::move(light);
+            return st;
+        }
+        data->buffer = std::move(light->buffer);
+        st = Status::Ok;
+    }
+    st = parseXml(data->buffer, data->doc);
+    if (st != Status::Ok)
+        return st;
+    data->root = data->doc.document_element();
+
+    st = readHead(*data, data->root);
+    if (st != Status::Ok)
+        return st;
 
     data->sheetData = childNamed(data->root, "sheetData");
     st = Status::Ok;
@@ -571,18 +719,24 @@ Status Worksheet::load() {
         return Status::Ok;
     if (m_loadStatus != Status::Ok)
         return m_loadStatus;
-    m_loadStatus = WorkbookImpl::loadSheet(*m_book, *this);
+    m_loadStatus = WorkbookImpl::loadSheet(*m_book, *this, false);
     return m_loadStatus;
 }
 
-CellValue Worksheet::value(int row, int col) {
+Status Worksheet::loadAll() {
+    Status st = load();
+    if (st != Status::Ok || !m_data->light)
+        return st;
+    m_loadStatus = WorkbookImpl::loadSheet(*m_book, *this, true);
+    if (m_loadStatus != Status::Ok)
+        m_data.reset();
+    return m_loadStatus;
+}
+
+namespace {
+
+CellValue readCell(pugi::xml_node node, const std::vector<std::wstring>& sst) {
     CellValue v;
-    if (load() != Status::Ok)
-        return v;
-    const CellEntry* e = m_data->find(row, col);
-    if (!e)
-        return v;
-    auto node = e->node;
     std::string_view t = node.attribute("t").value();
     pugi::xml_node vNode, fNode, isNode;
     for (auto c = node.first_child(); c; c = c.next_sibling()) {
@@ -599,7 +753,6 @@ CellValue Worksheet::value(int row, int col) {
     if (t == "s") {
         int idx = -1;
         auto res = std::from_chars(text, text + std::strlen(text), idx);
-        const auto& sst = m_book->m_impl->sharedStrings;
         if (res.ec == std::errc() && idx >= 0 && std::size_t(idx) < sst.size()) {
             v.type = CellType::String;
             v.string = sst[std::size_t(idx)];
@@ -631,13 +784,71 @@ CellValue Worksheet::value(int row, int col) {
     return v;
 }
 
+} // namespace
+
+CellValue Worksheet::value(int row, int col) {
+    if (load() != Status::Ok)
+        return {};
+    if (m_data->light) {
+        const LightCell* lc = lightCell(row, col);
+        return lc ? lc->value : CellValue{};
+    }
+    const CellEntry* e = m_data->find(row, col);
+    if (!e)
+        return {};
+    return readCell(e->node, m_book->m_impl->sharedStrings);
+}
+
+const LightCell* Worksheet::lightCell(int row, int col) {
+    auto& d = *m_data;
+    auto it = std::lower_bound(d.lightRows.begin(), d.lightRows.end(), row,
+                               [](const LightRow& r, int k) { return r.row < k; });
+    if (it == d.lightRows.end() || it->row != row)
+        return nullptr;
+    std::size_t idx = std::size_t(it - d.lightRows.begin());
+    auto parsed = d.parsedRows.find(idx);
+    if (parsed == d.parsedRows.end()) {
+        std::vector<LightCell> cells;
+        pugi::xml_document doc;
+        std::string fragment = d.buffer.substr(it->begin, it->end - it->begin);
+        if (parseXml(fragment, doc) == Status::Ok) {
+            int prevCol = 0;
+            for (auto c = doc.document_element().first_child(); c; c = c.next_sibling()) {
+                if (localName(c.name()) != "c")
+                    continue;
+                int colNum = prevCol + 1;
+                CellRef ref;
+                if (auto ra = c.attribute("r"))
+                    colNum = parseCellRef(std::string_view(ra.value()), ref) && ref.row == row
+                                 ? ref.col
+                                 : kMaxColumns + 1;
+                if (colNum > kMaxColumns)
+                    break; // a damaged row reads as far as it is sound
+                prevCol = colNum;
+                cells.push_back({colNum, intAttr(c.attribute("s"), 0),
+                                 readCell(c, m_book->m_impl->sharedStrings)});
+            }
+            std::stable_sort(cells.begin(), cells.end(),
+                             [](const LightCell& x, const LightCell& y) { return x.col < y.col; });
+        }
+        parsed = d.parsedRows.emplace(idx, std::move(cells)).first;
+    }
+    auto& cells = parsed->second;
+    auto c = std::lower_bound(cells.begin(), cells.end(), col,
+                              [](const LightCell& x, int k) { return x.col < k; });
+    return c != cells.end() && c->col == col ? &*c : nullptr;
+}
+
 std::wstring Worksheet::numberFormat(int row, int col) {
     if (load() != Status::Ok)
         return L"General";
-    const CellEntry* e = m_data->find(row, col);
     int style = 0;
-    if (e)
+    if (m_data->light) {
+        if (const LightCell* lc = lightCell(row, col))
+            style = lc->style;
+    } else if (const CellEntry* e = m_data->find(row, col)) {
         style = intAttr(e->node.attribute("s"), 0);
+    }
     return m_book->m_impl->formatCode(style);
 }
 
@@ -684,7 +895,7 @@ int Worksheet::columnContentPixels(int col) {
 
 RangeRef Worksheet::usedRange() {
     RangeRef r{{1, 1}, {1, 1}};
-    if (load() != Status::Ok || m_data->cells.empty())
+    if (loadAll() != Status::Ok || m_data->cells.empty())
         return r;
     r.first = {m_data->cells.front().row, kMaxColumns};
     r.last = {m_data->cells.back().row, 1};
@@ -697,7 +908,7 @@ RangeRef Worksheet::usedRange() {
 
 std::vector<CellRef> Worksheet::cells() {
     std::vector<CellRef> out;
-    if (load() != Status::Ok)
+    if (loadAll() != Status::Ok)
         return out;
     out.reserve(m_data->cells.size());
     for (const auto& c : m_data->cells)
@@ -749,7 +960,7 @@ const std::initializer_list<const char*> kAfterSheetViews = {
 } // namespace
 
 void Worksheet::select(const RangeRef& range, CellRef active) {
-    if (load() != Status::Ok)
+    if (loadAll() != Status::Ok)
         return;
     m_data->activeCell = active;
     m_data->sqref = rangeAddress(range, false);
@@ -834,7 +1045,7 @@ pugi::xml_node cellNode(pugi::xml_node rowNode, int row, int col) {
 } // namespace
 
 Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::wstring>>& block) {
-    Status st = load();
+    Status st = loadAll();
     if (st != Status::Ok)
         return st;
     auto& d = *m_data;
@@ -886,7 +1097,7 @@ Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::
 }
 
 void Worksheet::autoFitColumns(int firstCol, int lastCol) {
-    if (load() != Status::Ok)
+    if (loadAll() != Status::Ok)
         return;
     auto& d = *m_data;
     firstCol = std::max(firstCol, 1);

@@ -64,6 +64,7 @@ struct DefinedName {
 
 class Workbook;
 struct SheetData;
+struct LightCell;
 
 class Worksheet {
 public:
@@ -76,8 +77,13 @@ public:
     void setState(SheetState state);
     Workbook& workbook() const { return *m_book; }
 
-    // Parses the sheet's XML on first touch; later calls give the first result.
+    // Loads the sheet on first touch; later calls give the first result. Reading cells
+    // needs only the rows that are read: a quick scan finds the rows, and each row is
+    // parsed when first read.
     Status load();
+    // Parses and checks the whole sheet (every row and cell reference). Used ranges,
+    // cell lists and every change of the sheet do this first.
+    Status loadAll();
     bool loaded() const { return m_data != nullptr; }
 
     CellValue value(int row, int col);
@@ -113,6 +119,7 @@ private:
     friend class Workbook;
     friend struct WorkbookImpl;
     Worksheet(Workbook* book, std::wstring name, std::string partName);
+    const LightCell* lightCell(int row, int col);
 
     Workbook* m_book;
     std::wstring m_name;

@@ -23,7 +23,7 @@ Status sheetStatus(const std::string& sheetXml, const Limits& limits = {}) {
     auto book = sheettest::openBytes(b, &st, limits);
     if (!book)
         return st;
-    return book->sheet(0).load();
+    return book->sheet(0).loadAll();
 }
 
 std::string sheetWith(const std::string& rows) {

@@ -122,6 +122,45 @@ TEST(LazyLoading, ABrokenSheetFailsOnlyWhenTouched) {
     EXPECT_EQ(book->sheet(1).load(), Status::BadXml);
 }
 
+TEST(LazyLoading, RowsAreParsedOnlyWhenRead) {
+    XlsxBuilder b;
+    b.part("xl/worksheets/sheet1.xml",
+           "<worksheet><sheetViews><sheetView workbookViewId=\"0\"><selection activeCell=\"B2\" "
+           "sqref=\"B2\"/></sheetView></sheetViews><sheetData>"
+           "<row r=\"1\"><c r=\"A1\"><v>5</v></c></row>\n<row\n r=\"3\"><c r=\"B3\" "
+           "t=\"inlineStr\"><is><t>a &amp; b</t></is></c></row>"
+           "<row r=\"5000\"><c r=\"XFE5000\"><v>1</v></c></row></sheetData></worksheet>");
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    auto& s = book->sheet(0);
+    EXPECT_EQ(s.load(), Status::Ok);
+    EXPECT_EQ(s.text(1, 1), L"5");
+    EXPECT_EQ(s.text(3, 2), L"a & b");
+    EXPECT_EQ(s.text(2, 1), L"");
+    EXPECT_EQ(s.activeCell(), (CellRef{2, 2}));
+    // The damaged row shows when the whole sheet is needed.
+    EXPECT_EQ(s.text(5000, 1), L"");
+    EXPECT_EQ(s.loadAll(), Status::BadReference);
+    EXPECT_EQ(spreadsheet::rangeAddress(s.usedRange()), L"$A$1");
+}
+
+TEST(LazyLoading, PrefixedNamesAndCommentsRead) {
+    XlsxBuilder b;
+    b.sheet(L"Prefixed").sheet(L"Commented");
+    b.part("xl/worksheets/sheet1.xml",
+           "<x:worksheet xmlns:x=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">"
+           "<x:sheetData><x:row r=\"2\"><x:c r=\"C2\"><x:v>2.5</x:v></x:c></x:row>"
+           "</x:sheetData></x:worksheet>");
+    b.part("xl/worksheets/sheet2.xml",
+           "<worksheet><sheetData><!-- <row r=\"1\"><c r=\"A1\"><v>9</v></c></row> -->"
+           "<row r=\"1\"><c r=\"A1\"><v>7</v></c></row></sheetData></worksheet>");
+    auto book = sheettest::openBytes(b);
+    ASSERT_TRUE(book);
+    EXPECT_EQ(book->sheet(0).text(2, 3), L"2.5");
+    EXPECT_EQ(spreadsheet::rangeAddress(book->sheet(0).usedRange()), L"$C$2");
+    EXPECT_EQ(book->sheet(1).text(1, 1), L"7");
+}
+
 TEST(ColumnWidths, ComeFromColsAndTheDefault) {
     XlsxBuilder b;
     b.sheet(L"S").columnWidth(2, 4, 20).number("A1", 1);
