@@ -8,9 +8,10 @@
 
 namespace {
 
+// Lives as long as the process: libraries detach after static objects are gone.
 std::vector<CDynLinkLibrary*>& extensionLibraries() {
-    static std::vector<CDynLinkLibrary*> libraries;
-    return libraries;
+    static auto* libraries = new std::vector<CDynLinkLibrary*>;
+    return *libraries;
 }
 
 } // namespace

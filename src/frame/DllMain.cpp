@@ -3,7 +3,6 @@
 #include "acui.h"
 #include "afxdllx.h"
 #include "libloaderapi.h"
-#include "links/LiveRefresh.h"
 
 HINSTANCE _hdllInstance = nullptr;
 AFX_EXTENSION_MODULE LmeshDLL;
@@ -22,7 +21,6 @@ extern "C" BOOL DllMain(HINSTANCE hInstance, DWORD dwReason, LPVOID) {
         InitAcUiDLL();
     } else if (dwReason == DLL_PROCESS_DETACH) {
         AfxTermExtensionModule(LmeshDLL);
-        freePendingTables();
     }
     return TRUE;
 }
@@ -41,8 +39,6 @@ __attribute__((constructor(200))) void libraryAttach() {
     DllMain(thisModule(), DLL_PROCESS_ATTACH, nullptr);
 }
 
-// Without a priority, so that it runs while the library's static objects (the pending
-// tables among them) still exist.
 __attribute__((destructor)) void libraryDetach() {
     DllMain(_hdllInstance, DLL_PROCESS_DETACH, nullptr);
 }
