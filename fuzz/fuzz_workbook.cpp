@@ -64,6 +64,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     for (std::size_t i = 0; i < book->sheetCount(); ++i) {
         Worksheet& sheet = book->sheet(i);
+        // First a few cells row by row, then the whole sheet.
+        for (int r = 1; r <= 6; ++r)
+            for (int c = 1; c <= 6; ++c)
+                (void)sheet.text(r, c);
+        (void)sheet.loadAll();
         std::size_t n = 0;
         for (const CellRef& c : sheet.cells()) {
             (void)sheet.text(c.row, c.col);
