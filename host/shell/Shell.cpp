@@ -157,8 +157,10 @@ bool Session::start(const std::wstring& pluginPath, bool loadPlugin) {
 }
 
 void Session::finish() {
-    lmhost::unloadAllApplications();
+    // The host closes its drawings before it unloads the applications, so a plug-in's
+    // document reactors see each drawing go.
     lmhost::closeAllDocuments();
+    lmhost::unloadAllApplications();
     output(L"\n");
 }
 
