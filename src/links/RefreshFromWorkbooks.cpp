@@ -1,5 +1,10 @@
 #include "links/RefreshFromWorkbooks.h"
 
+#include <cwctype>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
 #include "acedads.h"
 #include "acutads.h"
 #include "adscodes.h"
@@ -17,11 +22,28 @@
 
 namespace {
 
+// A path as the comparison without regard to case sees it.
+std::wstring foldedPath(const CString& path) {
+    std::wstring folded;
+    for (const wchar_t* c = path; *c; ++c)
+        folded += static_cast<wchar_t>(std::towlower(*c));
+    return folded;
+}
+
 // Each path once, in order of first appearance; paths differing in case are one workbook.
-void listWorkbooks(CLinkedParameterXlsInfoArray& links, CStringArrayEx& workbooks) {
-    for (INT_PTR i = 0; i < links.GetSize(); ++i)
-        if (workbooks.FindString(links[i].workbookPath, TRUE) < 0)
+// A membership search by folded path gives what searching the list entry by entry gives, in
+// one lookup per link. workbookOf keeps each link's entry for the walks below.
+void listWorkbooks(CLinkedParameterXlsInfoArray& links, CStringArrayEx& workbooks,
+                   std::vector<INT_PTR>& workbookOf) {
+    std::unordered_map<std::wstring, INT_PTR> entryOf;
+    workbookOf.resize(static_cast<size_t>(links.GetSize()));
+    for (INT_PTR i = 0; i < links.GetSize(); ++i) {
+        auto [entry, added] =
+            entryOf.emplace(foldedPath(links[i].workbookPath), workbooks.GetSize());
+        if (added)
             workbooks.Add(links[i].workbookPath);
+        workbookOf[static_cast<size_t>(i)] = entry->second;
+    }
 }
 
 // With file dialogs switched off (scripts) the notice goes to the command line, so that the
@@ -67,7 +89,8 @@ void readCellText(CLinkedParameterXlsInfo& link) {
     }
 }
 
-void readWorkbook(CLinkedParameterXlsInfoArray& links, const CString& path) {
+void readWorkbook(CLinkedParameterXlsInfoArray& links, const std::vector<INT_PTR>& workbookOf,
+                  INT_PTR workbook, const CString& path) {
     if (!PathFileExistsW(path)) {
         acutPrintf(L"\nCannot find %s. Skip it.", static_cast<const wchar_t*>(path));
         return;
@@ -77,9 +100,10 @@ void readWorkbook(CLinkedParameterXlsInfoArray& links, const CString& path) {
         return;
     }
     for (INT_PTR i = links.GetSize() - 1; i >= 0; --i) {
-        CLinkedParameterXlsInfo& link = links[i];
-        if (link.workbookPath.CompareNoCase(path) != 0)
+        // The same as comparing the link's path with this one without regard to case.
+        if (workbookOf[static_cast<size_t>(i)] != workbook)
             continue;
+        CLinkedParameterXlsInfo& link = links[i];
         if (!ExcelUtils::ActivateWorksheet(link.sheetName))
             continue;
         readCellText(link);
@@ -87,13 +111,14 @@ void readWorkbook(CLinkedParameterXlsInfoArray& links, const CString& path) {
 }
 
 // All automation happens here, with no object of the drawing open.
-void readCellTexts(CLinkedParameterXlsInfoArray& links, const CStringArrayEx& workbooks) {
+void readCellTexts(CLinkedParameterXlsInfoArray& links, const CStringArrayEx& workbooks,
+                   const std::vector<INT_PTR>& workbookOf) {
     try {
         int launched = 0;
         // A failed start shows later as a failed open of every workbook.
         ExcelSessionGuard session(launched);
         for (INT_PTR i = 0; i < workbooks.GetSize(); ++i)
-            readWorkbook(links, workbooks[i]);
+            readWorkbook(links, workbookOf, i, workbooks[i]);
         ExcelUtils::s_application.InvokeHelper(xlid::Quit, DISPATCH_METHOD, VT_EMPTY, nullptr,
                                                nullptr);
         ExcelUtils::ReleaseExcel();
@@ -151,9 +176,10 @@ void refreshFromWorkbooks() {
     if (collectWorkbookLinks(links) != Acad::eOk || links.GetSize() == 0)
         return;
     CStringArrayEx workbooks;
-    listWorkbooks(links, workbooks);
+    std::vector<INT_PTR> workbookOf;
+    listWorkbooks(links, workbooks, workbookOf);
     tellToSaveWorkbooks();
-    readCellTexts(links, workbooks);
+    readCellTexts(links, workbooks, workbookOf);
     applyCellTexts(links);
 }
 
