@@ -58,7 +58,7 @@ public:
 template <class T> class AsdkDataManager : public AcApDocManagerReactor {
 public:
     AsdkDataManager() { acDocManagerPtr()->addReactor(this); }
-    ~AsdkDataManager() override { acDocManagerPtr()->removeReactor(this); }
+    ~AsdkDataManager() override;
     AsdkDataManager(const AsdkDataManager&) = delete;
     AsdkDataManager& operator=(const AsdkDataManager&) = delete;
 
@@ -87,6 +87,23 @@ template <class T> void AsdkDataManager<T>::documentToBeDestroyed(AcApDocument* 
         data.m_pDbReactor = nullptr;
     }
     m_dataMap.erase(doc);
+}
+
+// At library unload the reactors of documents still open are taken off their databases and
+// deleted: the host keeps the drawings, and a reactor whose code is gone must not be called.
+template <class T> AsdkDataManager<T>::~AsdkDataManager() {
+    acDocManagerPtr()->removeReactor(this);
+    AcApDocumentIterator* it = acDocManagerPtr()->newAcApDocumentIterator();
+    for (; it && !it->done(); it->step()) {
+        auto found = m_dataMap.find(it->document());
+        if (found == m_dataMap.end() || !found->second.m_pDbReactor)
+            continue;
+        if (AcDbDatabase* database = it->document()->database())
+            database->removeReactor(found->second.m_pDbReactor);
+        delete found->second.m_pDbReactor;
+        found->second.m_pDbReactor = nullptr;
+    }
+    delete it;
 }
 
 template <class T> void AsdkDataManager<T>::documentBecameCurrent(AcApDocument* doc) {

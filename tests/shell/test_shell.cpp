@@ -26,6 +26,19 @@ TEST_F(ShellTest, UnloadLeavesNoCommandAndALaterLoadStartsAfresh) {
     EXPECT_NE(r.errors.find("script.scr:7: unknown command"), std::string::npos) << r.errors;
 }
 
+TEST_F(ShellTest, AnUnloadedPluginHearsNothingOfTheDrawingsItLeftOpen) {
+    // The drawing outlives the library; a table edited afterwards reaches no reactor of the
+    // unloaded code, and a new load watches the drawing again.
+    ProgramRun r =
+        run("PARAM width 900\nTABLE 2 2 0,0\nTABLEDIT D B2 900\nLINK width Table(D).$B$2\n"
+            "ARXUNLOAD\nTABLEDIT D B2 1000\nPARAMS\nARXLOAD\nTABLEDIT D B2 1200\nPARAMS\n");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_NE(r.transcript.find("\nCommand: PARAMS\nwidth = 900 = 900"), std::string::npos)
+        << r.transcript;
+    EXPECT_NE(r.transcript.find("\nCommand: PARAMS\nwidth = 1200 = 1200"), std::string::npos)
+        << r.transcript;
+}
+
 TEST_F(ShellTest, MenuGoesBehindTheOnlyMenuOfAOneMenuBar) {
     ProgramRun r = run("MENUBAR File\nARXLOAD\nMENUBAR\n", "--no-load");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
