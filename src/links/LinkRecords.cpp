@@ -1,5 +1,7 @@
 #include "links/LinkRecords.h"
 
+#include "links/BlockReferences.h"
+
 #include <cwchar>
 
 #include "acdocman.h"
@@ -105,27 +107,12 @@ void addNestedLinks(CLinkedParameterXlsInfoArray& links, AcDbBlockReference* ref
 }
 
 void addBlockLinks(CLinkedParameterXlsInfoArray& links) {
-    resbuf* filter = acutBuildList(RTDXF0, L"INSERT", RTNONE);
-    ads_name selection = {0, 0};
-    acedSSGet(L"X", nullptr, nullptr, filter, selection);
-    acutRelRb(filter);
-    Adesk::Int32 count = 0;
-    if (acedSSLength(selection, &count) != RTNORM)
-        count = 0;
-    for (Adesk::Int32 i = 0; i < count; ++i) {
-        ads_name entity;
-        AcDbObjectId id;
-        if (acedSSName(selection, i, entity) != RTNORM || acdbGetObjectId(id, entity) != Acad::eOk)
-            continue;
-        AcDbObjectPointer<AcDbBlockReference> reference(id, AcDb::kForRead);
-        if (reference.openStatus() != Acad::eOk)
-            continue;
+    forEachBlockReference([&](AcDbBlockReference* reference) {
         // A plain block has no properties of its own, yet its nested links still count.
-        if (AcDbDynBlockReference(reference.object()).isDynamicBlock())
-            addDirectLinks(links, reference.object());
-        addNestedLinks(links, reference.object());
-    }
-    acedSSFree(selection);
+        if (AcDbDynBlockReference(reference).isDynamicBlock())
+            addDirectLinks(links, reference);
+        addNestedLinks(links, reference);
+    });
 }
 
 } // namespace

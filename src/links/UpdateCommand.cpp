@@ -10,6 +10,7 @@
 #include "dbtable.h"
 #include "dbunits.h"
 #include "excel/ExcelUtils.h"
+#include "links/BlockReferences.h"
 #include "links/LinkStore.h"
 #include "links/RefreshFromWorkbooks.h"
 #include "links/TableLinks.h"
@@ -100,26 +101,10 @@ void refreshNestedProperties(AcDbBlockReference* reference) {
 }
 
 void refreshBlockProperties() {
-    resbuf* filter = acutBuildList(RTDXF0, L"INSERT", RTNONE);
-    ads_name selection = {0, 0};
-    int found = acedSSGet(L"X", nullptr, nullptr, filter, selection);
-    acutRelRb(filter);
-    if (found != RTNORM)
-        return;
-    Adesk::Int32 count = 0;
-    acedSSLength(selection, &count);
-    for (Adesk::Int32 i = 0; i < count; ++i) {
-        ads_name entity;
-        AcDbObjectId id;
-        if (acedSSName(selection, i, entity) != RTNORM || acdbGetObjectId(id, entity) != Acad::eOk)
-            continue;
-        AcDbObjectPointer<AcDbBlockReference> reference(id, AcDb::kForRead);
-        if (reference.openStatus() != Acad::eOk)
-            continue;
-        refreshDirectProperties(reference.object());
-        refreshNestedProperties(reference.object());
-    }
-    acedSSFree(selection);
+    forEachBlockReference([](AcDbBlockReference* reference) {
+        refreshDirectProperties(reference);
+        refreshNestedProperties(reference);
+    });
 }
 
 bool sameText(const CString& present, const CString& text) {

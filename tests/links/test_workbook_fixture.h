@@ -16,6 +16,7 @@
 #include "dbapserv.h"
 #include "dbdynblk.h"
 #include "drawing/Blocks.h"
+#include "links/LinkDrawing.h"
 #include "links/LinkOperations.h"
 #include "links/UpdateCommand.h"
 #include "sdk/control/Documents.h"
@@ -29,15 +30,8 @@ namespace wbtest {
 
 namespace fs = std::filesystem;
 
-inline AcDbDatabase* database() {
-    return acdbHostApplicationServices()->workingDatabase();
-}
-
-inline std::wstring handleOf(AcDbObjectId id) {
-    wchar_t text[260] = {0};
-    id.handle().getIntoAsciiBuffer(text);
-    return text;
-}
+using linktest::database;
+using linktest::handleOf;
 
 class WorkbookLinkTest : public testkit::HostTest {
 protected:
@@ -73,30 +67,10 @@ protected:
         write(name, book);
     }
 
-    // A named parameter of the current space with its expression evaluated.
-    AcDbObjectId addParameter(const wchar_t* name, const wchar_t* expression) {
-        AcDbObjectId networkId =
-            AcDbAssocNetwork::getInstanceFromObject(database()->currentSpaceId(), true, true, L"");
-        AcDbObjectId id;
-        auto* created = new AcDbAssocVariable();
-        EXPECT_EQ(database()->addAcDbObject(id, created), Acad::eOk);
-        created->close();
-        {
-            AcDbObjectPointer<AcDbAssocNetwork> network(networkId, AcDb::kForWrite);
-            EXPECT_EQ(network->addAction(id, true), Acad::eOk);
-        }
-        AcDbObjectPointer<AcDbAssocVariable> variable(id, AcDb::kForWrite);
-        EXPECT_EQ(variable->setName(name, true), Acad::eOk);
-        EXPECT_EQ(variable->setExpression(expression, L"", true, true), Acad::eOk);
-        AcDbEvalVariant value;
-        EXPECT_EQ(variable->evaluateExpression(value), Acad::eOk);
-        variable->setValue(value);
-        return id;
+    static AcDbObjectId addParameter(const wchar_t* name, const wchar_t* expression) {
+        return linktest::addParameter(name, expression);
     }
-    static std::wstring expressionOf(AcDbObjectId id) {
-        AcDbObjectPointer<AcDbAssocVariable> variable(id, AcDb::kForRead);
-        return variable.openStatus() == Acad::eOk ? variable->expression().str() : L"<closed>";
-    }
+    static std::wstring expressionOf(AcDbObjectId id) { return linktest::expressionOf(id); }
 
     // A dynamic block "Door" with a real Width, a text Finish and a 32-bit Panels.
     AcDbObjectId defineDoor(const wchar_t* name = L"Door") {
