@@ -1,7 +1,10 @@
 #include "support/PatternMatcher.h"
 
+#include <memory>
+
 #include <cstring>
 #include <cwchar>
+#include <memory>
 #include <new>
 
 namespace {
@@ -787,9 +790,21 @@ int ApplyPattern(const CString& text, const CString& pattern, CStringArray& grou
     if (text.IsEmpty() || pattern.IsEmpty())
         return 0;
     groups.RemoveAll();
-    PatternMatcher matcher;
-    if (matcher.Parse(pattern.GetString()) != kPatternOk)
+    // The refreshes apply one pattern to every link: its program is kept between calls.
+    struct Compiled {
+        std::wstring pattern;
+        PatternMatcher matcher;
+        int error = kPatternOk;
+    };
+    static std::unique_ptr<Compiled> last; // the host calls on its main thread only
+    if (!last || last->pattern != pattern.GetString()) {
+        last = std::make_unique<Compiled>();
+        last->pattern = pattern.GetString();
+        last->error = last->matcher.Parse(pattern.GetString());
+    }
+    if (last->error != kPatternOk)
         return 0;
+    const PatternMatcher& matcher = last->matcher;
     PatternMatchContext context;
     try {
         if (!matcher.Match(text.GetString(), &context))
