@@ -383,3 +383,14 @@ TEST(ApplyPattern, GroupThatTookNoPartGivesAnEmptyEntry) {
     EXPECT_EQ(ApplyPattern(CString(L"abc"), CString(L"b"), groups), 1);
     EXPECT_EQ(groups.GetSize(), 0);
 }
+
+TEST(ApplyPattern, EachCallUsesItsOwnPatternWhateverCameBefore) {
+    CStringArray groups;
+    EXPECT_EQ(ApplyPattern(CString(L"xTable(1A).$B$2 y"), CString(kTablePattern), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"1A", L"$B$2"}));
+    EXPECT_EQ(ApplyPattern(CString(L"k=v"), CString(L"{\\w}={\\w}"), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"k", L"v"}));
+    EXPECT_EQ(ApplyPattern(CString(L"k=v"), CString(L"{a"), groups), 0);
+    EXPECT_EQ(ApplyPattern(CString(L"Table(2F).$C$7"), CString(kTablePattern), groups), 1);
+    EXPECT_EQ(Texts(groups), (std::vector<std::wstring>{L"2F", L"$C$7"}));
+}
