@@ -31,7 +31,6 @@ using spreadsheet::Status;
 
 struct Book {
     std::unique_ptr<spreadsheet::Workbook> workbook;
-    std::wstring name; // the file name, whichever slash the path uses
     HWND window = nullptr;
     bool open = true;
     // A selection of several areas, which the file's single-range view cannot hold.
@@ -487,7 +486,7 @@ AutoObject* makeName(const InstancePtr& inst, const BookPtr& book,
 spreadsheet::Worksheet& loadedSheet(const BookPtr& book, int index) {
     spreadsheet::Worksheet& sheet = book->workbook->sheet(static_cast<size_t>(index));
     if (sheet.load() != Status::Ok)
-        raise(L"We found a problem with some content in '" + book->name + L"'.");
+        raise(L"We found a problem with some content in '" + book->workbook->name() + L"'.");
     return sheet;
 }
 
@@ -615,11 +614,6 @@ AutoObject* ApplicationObject::makeShapeObject() {
     return new ShapeObject(instPtr());
 }
 
-std::wstring fileNameOf(const std::wstring& path) {
-    size_t slash = path.find_last_of(L"\\/");
-    return slash == std::wstring::npos ? path : path.substr(slash + 1);
-}
-
 std::wstring clashText(const std::wstring& name) {
     return L"A document with the name '" + name +
            L"' is already open. You cannot open two documents with the same name, even if "
@@ -631,7 +625,7 @@ std::wstring openFailureText(Status status, const std::wstring& path) {
     if (status == Status::FileNotFound)
         return L"Sorry, we couldn't find " + path +
                L". Is it possible it was moved, renamed or deleted?";
-    return L"Excel cannot open the file '" + fileNameOf(path) +
+    return L"Excel cannot open the file '" + spreadsheet::fileNameOf(path) +
            L"' because the file format or file extension is not valid. Verify that the file "
            L"has not been corrupted and that the file extension matches the format of the "
            L"file.";
@@ -642,8 +636,6 @@ HWND makeBookWindow(const InstancePtr& inst, const BookPtr& book);
 BookPtr addBook(const InstancePtr& inst, std::unique_ptr<spreadsheet::Workbook> workbook) {
     auto book = std::make_shared<Book>();
     book->workbook = std::move(workbook);
-    book->name =
-        book->workbook->hasFile() ? fileNameOf(book->workbook->fullName()) : book->workbook->name();
     inst->books.push_back(book);
     book->window = makeBookWindow(inst, book);
     setActive(*inst, book);
@@ -658,9 +650,9 @@ BookPtr openIn(const InstancePtr& inst, const std::wstring& path, bool readOnly,
             setActive(*inst, b);
             return b;
         }
-    std::wstring name = fileNameOf(path);
+    std::wstring name = spreadsheet::fileNameOf(path);
     for (const BookPtr& b : inst->books)
-        if (equalNoCase(b->name, name))
+        if (equalNoCase(b->workbook->name(), name))
             raise(clashText(name));
     Status status = Status::Ok;
     std::unique_ptr<spreadsheet::Workbook> wb =
@@ -695,7 +687,7 @@ protected:
             if (index->vt == VT_BSTR) {
                 std::wstring name = index->bstrVal ? index->bstrVal : L"";
                 for (const BookPtr& b : in.books)
-                    if (equalNoCase(b->name, name))
+                    if (equalNoCase(b->workbook->name(), name))
                         return setObject(r, makeWorkbook(instPtr(), b));
                 fail(DISP_E_BADINDEX);
             }
@@ -734,7 +726,7 @@ protected:
         if (n == L"FullName")
             return setText(r, wb.fullName());
         if (n == L"Name")
-            return setText(r, m_book->name);
+            return setText(r, m_book->workbook->name());
         if (n == L"ReadOnly")
             return setBool(r, wb.readOnly());
         if (n == L"Worksheets")
@@ -1073,7 +1065,7 @@ protected:
                 text += addressOf(a, rowAbs, colAbs, style == -4150);
             }
             if (external)
-                text = L"[" + m_book->name + L"]" + ws.name() + L"!" + text;
+                text = L"[" + m_book->workbook->name() + L"]" + ws.name() + L"!" + text;
             return setText(r, text);
         }
         if (n == L"Resize") {
@@ -1321,7 +1313,7 @@ HWND makeBookWindow(const InstancePtr& inst, const BookPtr& book) {
     std::weak_ptr<Book> wb = book;
     lmhost::WindowRecord record;
     record.className = L"EXCEL7";
-    record.text = book->name;
+    record.text = book->workbook->name();
     record.nativeObject = [wi, wb](REFIID riid, void** object) -> HRESULT {
         auto i = wi.lock();
         auto b = wb.lock();
@@ -1408,7 +1400,7 @@ bool findBook(const InstancePtr& inst, const std::wstring& name, BookPtr& out) {
     if (!inst)
         return false;
     for (const BookPtr& b : inst->books)
-        if (equalNoCase(b->name, name) || equalNoCase(b->workbook->fullName(), name)) {
+        if (equalNoCase(b->workbook->name(), name) || equalNoCase(b->workbook->fullName(), name)) {
             out = b;
             return true;
         }
@@ -1452,7 +1444,7 @@ ExcelState excelState(int excel) {
     for (const BookPtr& b : i->books)
         s.workbooks.push_back(b->workbook->fullName());
     if (i->active)
-        s.activeWorkbook = i->active->name;
+        s.activeWorkbook = i->active->workbook->name();
     return s;
 }
 

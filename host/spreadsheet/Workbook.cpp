@@ -2,6 +2,7 @@
 
 #include "spreadsheet/NumberFormat.h"
 #include "spreadsheet/Package.h"
+#include "spreadsheet/TypedEntry.h"
 
 #include <algorithm>
 #include <charconv>
@@ -12,6 +13,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <sstream>
+#include <tuple>
 #include <unordered_map>
 
 namespace spreadsheet {
@@ -147,33 +150,6 @@ std::string numberText(double v) {
     return std::string(buf, res.ptr);
 }
 
-// Typed text as the program enters it: a plain decimal number becomes a number.
-bool readsAsNumber(const std::wstring& text, double& out) {
-    std::size_t b = 0, e = text.size();
-    while (b < e && text[b] == L' ')
-        ++b;
-    while (e > b && text[e - 1] == L' ')
-        --e;
-    if (b == e)
-        return false;
-    std::string s;
-    for (std::size_t i = b; i < e; ++i) {
-        wchar_t c = text[i];
-        if (!((c >= L'0' && c <= L'9') || c == L'.' || c == L'-' || c == L'+' || c == L'e' ||
-              c == L'E'))
-            return false;
-        s.push_back(char(c));
-    }
-    const char* p = s.c_str();
-    if (*p == '+')
-        ++p;
-    if (*p == '+' ||
-        !(std::isdigit((unsigned char)p[*p == '-' ? 1 : 0]) || p[*p == '-' ? 1 : 0] == '.'))
-        return false;
-    auto res = std::from_chars(p, s.c_str() + s.size(), out);
-    return res.ec == std::errc() && res.ptr == s.c_str() + s.size() && std::isfinite(out);
-}
-
 } // namespace
 
 // ---------------------------------------------------------------------------------------
@@ -243,7 +219,14 @@ struct WorkbookImpl {
     pugi::xml_document workbookDoc;
     bool workbookModified = false;
     std::vector<std::wstring> sharedStrings;
-    std::vector<int> xfFormat; // numFmtId per cell format
+    std::vector<int> xfFormat;  // numFmtId per cell format
+    std::vector<bool> xfQuoted; // cell formats that mark text typed with an apostrophe
+    // The styles part stays parsed so that typed entries can add cell formats.
+    std::string stylesPart;
+    std::string stylesBuffer;
+    pugi::xml_document stylesDoc;
+    bool stylesModified = false;
+    std::map<std::tuple<int, int, bool>, int> derivedStyles;
     std::map<int, std::wstring> customFormats;
     std::unordered_map<std::wstring, std::unique_ptr<NumberFormat>> formatCache;
     bool date1904 = false;
@@ -263,6 +246,10 @@ struct WorkbookImpl {
         auto it = customFormats.find(id);
         return it != customFormats.end() ? it->second : builtinFormatCode(id);
     }
+
+    // A cell format like `style` but with the number format and apostrophe mark given;
+    // an equal one is reused. Without a styles part the style stays as it is.
+    int deriveStyle(int style, int numFmtId, bool quoted);
 
     Status loadSharedStrings(const std::string& part);
     Status loadStyles(const std::string& part);
@@ -290,22 +277,27 @@ Status WorkbookImpl::loadSharedStrings(const std::string& part) {
 }
 
 Status WorkbookImpl::loadStyles(const std::string& part) {
-    std::string buf;
-    Status st = pkg.read(part, buf);
+    Status st = pkg.read(part, stylesBuffer);
     if (st != Status::Ok)
         return st;
-    pugi::xml_document doc;
-    st = parseXml(buf, doc);
+    st = parseXml(stylesBuffer, stylesDoc);
     if (st != Status::Ok)
         return st;
-    auto root = doc.document_element();
+    stylesPart = part;
+    xfFormat.clear();
+    xfQuoted.clear();
+    customFormats.clear();
+    auto root = stylesDoc.document_element();
     for (auto f = childNamed(root, "numFmts").first_child(); f; f = f.next_sibling())
         if (localName(f.name()) == "numFmt")
             customFormats[intAttr(f.attribute("numFmtId"), -1)] =
                 fromUtf8(f.attribute("formatCode").value());
     for (auto xf = childNamed(root, "cellXfs").first_child(); xf; xf = xf.next_sibling())
-        if (localName(xf.name()) == "xf")
+        if (localName(xf.name()) == "xf") {
             xfFormat.push_back(intAttr(xf.attribute("numFmtId"), 0));
+            std::string q = xf.attribute("quotePrefix").value();
+            xfQuoted.push_back(q == "1" || q == "true");
+        }
     return Status::Ok;
 }
 
@@ -653,6 +645,11 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet, bool full) {
 
 // ---------------------------------------------------------------------------------------
 
+std::wstring fileNameOf(const std::wstring& path) {
+    std::size_t slash = path.find_last_of(L"\\/");
+    return slash == std::wstring::npos ? path : path.substr(slash + 1);
+}
+
 std::wstring statusText(Status status) {
     switch (status) {
     case Status::Ok:
@@ -959,6 +956,73 @@ const std::initializer_list<const char*> kAfterSheetViews = {
 
 } // namespace
 
+namespace {
+
+std::string nodeText(pugi::xml_node node) {
+    std::ostringstream out;
+    node.print(out, "", pugi::format_raw);
+    return out.str();
+}
+
+} // namespace
+
+int WorkbookImpl::deriveStyle(int style, int numFmtId, bool quoted) {
+    auto root = stylesDoc.document_element();
+    if (!root)
+        return style;
+    auto key = std::make_tuple(style, numFmtId, quoted);
+    if (auto it = derivedStyles.find(key); it != derivedStyles.end())
+        return it->second;
+    auto xfs =
+        ensureChild(root, "cellXfs", {"cellStyles", "dxfs", "tableStyles", "colors", "extLst"});
+    auto addDefault = [&] {
+        auto xf = xfs.append_child("xf");
+        for (const char* a : {"numFmtId", "fontId", "fillId", "borderId", "xfId"})
+            xf.append_attribute(a) = "0";
+        return xf;
+    };
+    std::vector<pugi::xml_node> list;
+    for (auto xf = xfs.first_child(); xf; xf = xf.next_sibling())
+        if (localName(xf.name()) == "xf")
+            list.push_back(xf);
+    // Cells without a style use the first format, so it must not become the new one.
+    if (list.empty()) {
+        list.push_back(addDefault());
+        xfFormat.assign(1, 0);
+        xfQuoted.assign(1, false);
+    }
+    pugi::xml_node made = style >= 0 && std::size_t(style) < list.size()
+                              ? xfs.append_copy(list[std::size_t(style)])
+                              : addDefault();
+    (made.attribute("numFmtId") ? made.attribute("numFmtId") : made.append_attribute("numFmtId")) =
+        numFmtId;
+    if (numFmtId != 0)
+        (made.attribute("applyNumberFormat") ? made.attribute("applyNumberFormat")
+                                             : made.append_attribute("applyNumberFormat")) = "1";
+    made.remove_attribute("quotePrefix");
+    if (quoted)
+        made.append_attribute("quotePrefix") = "1";
+    std::string text = nodeText(made);
+    int index = -1;
+    for (std::size_t i = 0; i < list.size() && index < 0; ++i)
+        if (nodeText(list[i]) == text)
+            index = int(i);
+    if (index >= 0) {
+        xfs.remove_child(made);
+    } else {
+        index = int(list.size());
+        xfFormat.resize(list.size(), 0);
+        xfQuoted.resize(list.size(), false);
+        xfFormat.push_back(numFmtId);
+        xfQuoted.push_back(quoted);
+        (xfs.attribute("count") ? xfs.attribute("count") : xfs.append_attribute("count")) =
+            index + 1;
+        stylesModified = true;
+    }
+    derivedStyles[key] = index;
+    return index;
+}
+
 void Worksheet::select(const RangeRef& range, CellRef active) {
     if (loadAll() != Status::Ok)
         return;
@@ -1049,6 +1113,7 @@ Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::
     if (st != Status::Ok)
         return st;
     auto& d = *m_data;
+    WorkbookImpl& impl = *m_book->m_impl;
     if (!d.sheetData)
         d.sheetData = ensureChild(
             d.root, "sheetData",
@@ -1074,19 +1139,55 @@ Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::
             while (auto child = cell.first_child())
                 cell.remove_child(child);
             cell.remove_attribute("t");
-            const std::wstring& text = block[i][j];
-            double num = 0;
-            if (text.empty()) {
+            const std::wstring& typed = block[i][j];
+            TypedEntry e = readTypedEntry(typed, m_book->date1904());
+            int style = intAttr(cell.attribute("s"), 0);
+            bool known = style >= 0 && std::size_t(style) < impl.xfFormat.size();
+            int format = known ? impl.xfFormat[std::size_t(style)] : 0;
+            bool quoted = known && std::size_t(style) < impl.xfQuoted.size() &&
+                          impl.xfQuoted[std::size_t(style)];
+            std::wstring code = impl.formatCode(style);
+            // A cell formatted as text takes whatever is typed as text.
+            if (code == L"@" &&
+                (e.kind == TypedEntry::Kind::Number || e.kind == TypedEntry::Kind::Boolean)) {
+                e.kind = TypedEntry::Kind::Text;
+                e.text = typed;
+            }
+            int wantFormat = format;
+            if (e.kind == TypedEntry::Kind::Number && e.formatId != 0 &&
+                equalsNoCase(code, L"General"))
+                wantFormat = e.formatId;
+            bool wantQuoted = e.kind == TypedEntry::Kind::Empty ? quoted : e.quoted;
+            if (wantFormat != format || wantQuoted != quoted) {
+                int derived = impl.deriveStyle(style, wantFormat, wantQuoted);
+                if (derived != style) {
+                    if (derived == 0)
+                        cell.remove_attribute("s");
+                    else
+                        (cell.attribute("s") ? cell.attribute("s") : cell.append_attribute("s")) =
+                            derived;
+                }
+            }
+            switch (e.kind) {
+            case TypedEntry::Kind::Empty:
                 if (!cell.attribute("s"))
                     rn.remove_child(cell);
-            } else if (readsAsNumber(text, num)) {
-                cell.append_child("v").text() = numberText(num).c_str();
-            } else {
+                break;
+            case TypedEntry::Kind::Number:
+                cell.append_child("v").text() = numberText(e.number).c_str();
+                break;
+            case TypedEntry::Kind::Boolean:
+                cell.append_attribute("t") = "b";
+                cell.append_child("v").text() = e.number != 0 ? "1" : "0";
+                break;
+            case TypedEntry::Kind::Text: {
                 cell.append_attribute("t") = "inlineStr";
                 auto t = cell.append_child("is").append_child("t");
-                if (text.front() == L' ' || text.back() == L' ')
+                if (!e.text.empty() && (e.text.front() == L' ' || e.text.back() == L' '))
                     t.append_attribute("xml:space") = "preserve";
-                t.text() = toUtf8(text).c_str();
+                t.text() = toUtf8(e.text).c_str();
+                break;
+            }
             }
         }
     }
@@ -1179,7 +1280,7 @@ std::unique_ptr<Workbook> Workbook::openBytes(std::string bytes, const std::wstr
     std::unique_ptr<Workbook> book(new Workbook());
     book->m_impl->limits = limits;
     book->m_fullName = fullName;
-    book->m_name = std::filesystem::path(fullName).filename().wstring();
+    book->m_name = fileNameOf(fullName);
     book->m_readOnly = readOnly;
     book->m_hasFile = true;
     status = WorkbookImpl::openPackage(*book, std::move(bytes));
@@ -1341,6 +1442,8 @@ Status Workbook::saveAs(const std::wstring& path) {
     std::map<std::string, std::string> replaced;
     if (m_impl->workbookModified)
         replaced[m_impl->workbookPart] = serialize(m_impl->workbookDoc);
+    if (m_impl->stylesModified)
+        replaced[m_impl->stylesPart] = serialize(m_impl->stylesDoc);
     for (const auto& s : m_sheets)
         if (s->m_data && s->m_data->modified)
             replaced[s->m_partName] = serialize(s->m_data->doc);
@@ -1348,7 +1451,7 @@ Status Workbook::saveAs(const std::wstring& path) {
     if (st != Status::Ok)
         return st;
     m_fullName = full;
-    m_name = fs::path(full).filename().wstring();
+    m_name = fileNameOf(full);
     m_hasFile = true;
     m_readOnly = false;
     m_dirty = false;

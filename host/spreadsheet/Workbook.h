@@ -33,6 +33,10 @@ enum class Status {
 // English text of a status, for messages and logs.
 std::wstring statusText(Status status);
 
+// The file name of a path, after its last slash of either kind: "book.xlsx" for
+// "C:\a\book.xlsx" and for "/a/book.xlsx".
+std::wstring fileNameOf(const std::wstring& path);
+
 // Caps against hostile files; the defaults fit any real workbook.
 struct Limits {
     std::size_t maxFileBytes = std::size_t(1) << 30;
@@ -92,9 +96,11 @@ public:
     // The cell as displayed (Range.Text), for the column's current width.
     std::wstring text(int row, int col);
 
-    // Enters a block of typed texts with its top-left corner at (row, col): a text that
-    // reads as a number becomes a number, an empty text clears the cell, anything else
-    // stays text. Cells beyond XFD1048576 are not written.
+    // Enters a block of typed texts with its top-left corner at (row, col), as the program
+    // reads typed text (readTypedEntry): numbers, percentages, currency, dates and booleans
+    // become values, a General cell takes the number format the typing implies, an empty
+    // text clears the cell, anything else stays text. Cells beyond XFD1048576 are not
+    // written.
     Status putTexts(int row, int col, const std::vector<std::vector<std::wstring>>& block);
 
     // Bounding box of the cells present; $A$1 alone for an empty sheet.

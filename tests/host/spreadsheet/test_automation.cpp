@@ -407,6 +407,64 @@ TEST_F(AutomationTest, ValuePutAutoFitAndSave) {
               L"Cannot save as that name. Document was opened as read-only." + kExcelError);
 }
 
+TEST_F(AutomationTest, ValuePutEntersTextAsTypedAndTextShowsIt) {
+    std::wstring file = write("sizes.xlsx", sizes());
+    const wchar_t* typed[] = {L"1,250.5", L"12.5%",       L"$5.50", L"TRUE",
+                              L"'42",     L"15-Mar-2024", L"1e3"};
+    const wchar_t* shows[] = {L"1,250.50", L"12.50%",    L"$5.50 ",  L"TRUE",
+                              L"42",       L"15-Mar-24", L"1.00E+03"};
+    const long n = long(std::size(typed));
+    auto textsOf = [&](Obj& sheet) {
+        std::vector<std::wstring> out;
+        for (long c = 0; c < n; ++c) {
+            std::wstring cell = std::wstring(1, wchar_t(L'A' + c)) + L"5";
+            COleVariant address(cell.c_str());
+            out.emplace_back(sheet.get(0xC5, address, address).cellText().GetString());
+        }
+        return out;
+    };
+    {
+        Obj app = launch();
+        Obj book = openBook(app, file, 0);
+        Obj sheet = book.get(0x1EE).get(0xAA, COleVariant(3L)); // Data
+        COleSafeArray array;
+        DWORD dims[2] = {1, DWORD(n)};
+        array.Create(VT_BSTR, 2, dims);
+        for (long c = 0; c < n; ++c) {
+            long idx[2] = {0, c};
+            BSTR s = SysAllocString(typed[c]);
+            array.PutElement(idx, s);
+            SysFreeString(s);
+        }
+        Obj target = sheet.get(0xC5, COleVariant(L"A5"), COleVariant(L"G5"));
+        static const BYTE p[] = VTS_VARIANT;
+        target.InvokeHelper(0x6, DISPATCH_PROPERTYPUT, VT_EMPTY, nullptr, p,
+                            static_cast<const VARIANT*>(&array));
+        EXPECT_EQ(textsOf(sheet), std::vector<std::wstring>(shows, shows + n));
+        book.call(0x11B); // Save
+        app.call(0x12E);  // Quit
+    }
+    Obj app = launch();
+    Obj sheet = openBook(app, file, 1).get(0x1EE).get(0xAA, COleVariant(3L));
+    EXPECT_EQ(textsOf(sheet), std::vector<std::wstring>(shows, shows + n));
+}
+
+TEST_F(AutomationTest, WindowsPathsGiveTheFileNameAsName) {
+    Obj app = launch();
+    int excel = excelhost::lastStartedExcel();
+    ASSERT_TRUE(excelhost::openWorkbookBytes(excel, sizes().bytes(), L"C:\\Data\\sizes.xlsx"));
+    Obj book = app.get(0x134);
+    EXPECT_EQ(book.text(0x6E), L"sizes.xlsx");
+    EXPECT_EQ(book.text(0x121), L"C:\\Data\\sizes.xlsx");
+    EXPECT_EQ(app.get(0x23C).get(0xAA, COleVariant(L"SIZES.XLSX")).text(0x121),
+              L"C:\\Data\\sizes.xlsx");
+    // Another folder's file of the same name clashes with it.
+    std::wstring error;
+    EXPECT_FALSE(excelhost::openWorkbookBytes(excel, sizes().bytes(), L"D:\\other\\sizes.xlsx",
+                                              false, &error));
+    EXPECT_EQ(error.substr(0, 46), L"A document with the name 'sizes.xlsx' is alrea");
+}
+
 TEST_F(AutomationTest, DriverRulesAndCounting) {
     // An empty driver does nothing and leaves the result alone.
     COleDispatchDriver empty;

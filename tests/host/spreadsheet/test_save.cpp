@@ -52,7 +52,7 @@ TEST(TypedEntry, NumbersBecomeNumbersAndTheRestStaysText) {
     auto& s = book->sheet(0);
     ASSERT_EQ(s.putTexts(2, 2,
                          {{L"12", L"-3.5", L"1e3", L" 7 "},
-                          {L"abc", L"12abc", L"1,234", L""},
+                          {L"abc", L"12abc", L"1,23", L""},
                           {L"0x10", L"inf", L"+4", L"."}}),
               Status::Ok);
     EXPECT_EQ(s.value(2, 2).type, spreadsheet::CellType::Number);
@@ -61,13 +61,13 @@ TEST(TypedEntry, NumbersBecomeNumbersAndTheRestStaysText) {
     EXPECT_DOUBLE_EQ(s.value(2, 5).number, 7);
     EXPECT_EQ(s.value(3, 2).string, L"abc");
     EXPECT_EQ(s.value(3, 3).type, spreadsheet::CellType::String);
-    EXPECT_EQ(s.value(3, 4).string, L"1,234");
+    EXPECT_EQ(s.value(3, 4).string, L"1,23");
     EXPECT_EQ(s.value(3, 5).type, spreadsheet::CellType::Empty);
     EXPECT_EQ(s.value(4, 2).type, spreadsheet::CellType::String);
     EXPECT_EQ(s.value(4, 3).type, spreadsheet::CellType::String);
     EXPECT_DOUBLE_EQ(s.value(4, 4).number, 4);
     EXPECT_EQ(s.value(4, 5).type, spreadsheet::CellType::String);
-    EXPECT_EQ(s.text(2, 4), L"1000");
+    EXPECT_EQ(s.text(2, 4), L"1.00E+03");
     EXPECT_EQ(spreadsheet::rangeAddress(s.usedRange()), L"$B$2:$E$4");
     EXPECT_TRUE(book->dirty());
 }
