@@ -30,6 +30,7 @@ constexpr int64_t kSelectionSetMark = 0x55454c53; // "SLEU"
 
 struct EditorState {
     std::deque<lmhost::InputItem> input;
+    lmhost::InputSource source;
     size_t unanswered = 0;
     std::wstring lastUnanswered;
     std::wstring keywords; // of the last acedInitGet, for the next input call only
@@ -85,12 +86,17 @@ AcDbObjectId entityOf(const ads_name name) {
     return id;
 }
 
-// The next input for a prompt: printed as the host shows it. Nothing queued counts as a
-// cancel, and is noted for the shell.
+// The next input for a prompt: printed as the host shows it. With nothing queued the input
+// source is asked; nothing from it either counts as a cancel, and is noted for the shell.
 bool nextInput(const ACHAR* prompt, lmhost::InputItem& item) {
     EditorState& s = state();
     if (prompt && *prompt)
         lmhost::print(prompt);
+    if (s.input.empty() && s.source) {
+        // A copy: the source may be replaced while it asks.
+        lmhost::InputSource source = s.source;
+        source(prompt ? prompt : L"");
+    }
     if (s.input.empty()) {
         ++s.unanswered;
         s.lastUnanswered = prompt ? prompt : L"";
@@ -243,6 +249,9 @@ size_t pendingInput() {
 }
 void clearInput() {
     state().input.clear();
+}
+void setInputSource(InputSource source) {
+    state().source = std::move(source);
 }
 size_t unansweredPrompts() {
     return state().unanswered;

@@ -4,6 +4,7 @@
 #include <readline/readline.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cwctype>
@@ -68,6 +69,55 @@ bool parsePoint(const std::wstring& text, AcGePoint3d& point) {
     return true;
 }
 
+// One line from the user, trimmed; nothing at the end of the input. When the prompt is on the
+// terminal already (the host printed it), readline is told so and only redraws it.
+std::optional<std::wstring> readAnswer(const std::wstring& prompt, bool shown) {
+    // Without a terminal there is nothing to redraw: an empty prompt keeps it from showing twice.
+    bool terminal = isatty(STDIN_FILENO);
+    std::string text = shown && !terminal ? std::string() : lmhost::narrow(prompt);
+    rl_already_prompted = shown && terminal ? 1 : 0;
+    char* raw = readline(text.c_str());
+    rl_already_prompted = 0;
+    if (!raw)
+        return std::nullopt;
+    std::wstring line = trim(lmhost::widen(raw));
+    free(raw);
+    return line;
+}
+
+// Told on the terminal only: hints are no part of the command line's transcript.
+void hint(const char* text) {
+    std::cout << text << "\n";
+    std::cout.flush();
+}
+
+// The buttons of a box, in the order it shows them; empty for a style not known here.
+std::vector<int> buttonsOf(unsigned style) {
+    switch (style & 0xF) {
+    case MB_OK:
+        return {IDOK};
+    case MB_OKCANCEL:
+        return {IDOK, IDCANCEL};
+    case MB_ABORTRETRYIGNORE:
+        return {IDABORT, IDRETRY, IDIGNORE};
+    case MB_YESNOCANCEL:
+        return {IDYES, IDNO, IDCANCEL};
+    case MB_YESNO:
+        return {IDYES, IDNO};
+    case MB_RETRYCANCEL:
+        return {IDRETRY, IDCANCEL};
+    default:
+        return {};
+    }
+}
+
+// "Yes" or "[Yes]", as a script writes it.
+std::wstring withoutBrackets(const std::wstring& word) {
+    if (word.size() > 2 && word.front() == L'[' && word.back() == L']')
+        return word.substr(1, word.size() - 2);
+    return word;
+}
+
 } // namespace
 
 std::wstring answerName(int answer) {
@@ -116,6 +166,7 @@ Session::~Session() {
     lmhost::setPrintListener(nullptr);
     lmhost::setMessageBoxHandler(nullptr);
     lmhost::setDialogDriver(nullptr);
+    lmhost::setInputSource(nullptr);
     lmhost::setCommandEvents({});
 }
 
@@ -173,12 +224,22 @@ int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
         answer = m_boxAnswers.front();
         m_boxAnswers.pop_front();
     } else if (m_interactive && !single) {
+        std::vector<int> buttons = buttonsOf(box.style);
+        std::wstring choices;
+        for (int b : buttons)
+            choices += (choices.empty() ? L"" : L"/") + answerName(b);
         while (!answer) {
-            char* line = readline(" answer> ");
+            std::optional<std::wstring> line =
+                readAnswer(choices.empty() ? L" Answer? " : L" " + choices + L"? ", false);
             if (!line)
-                break;
-            answer = answerFromName(trim(lmhost::widen(line)));
-            free(line);
+                break; // end of input: the box's default button
+            int typed = answerFromName(withoutBrackets(*line));
+            if (typed && (buttons.empty() ||
+                          std::find(buttons.begin(), buttons.end(), typed) != buttons.end()))
+                answer = typed;
+            else
+                hint(buttons.empty() ? "Answer OK, Cancel, Yes, No, Abort, Retry or Ignore."
+                                     : "Answer with one of the box's buttons.");
         }
     }
     if (!answer) {
@@ -198,19 +259,21 @@ std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView
         return action;
     }
     if (m_interactive) {
-        output(L"\n[dialog \"" + view.title + L"\"]");
+        // The dialog is shown to the user, not written on the command line.
+        std::string shown = "\n[dialog \"" + lmhost::narrow(view.title) + "\"]";
         for (const std::wstring& c : view.controls)
-            output(L"\n  " + c);
+            shown += "\n  " + lmhost::narrow(c);
+        std::cout << shown << "\n";
         while (true) {
-            char* line = readline(" action> ");
+            std::optional<std::wstring> line = readAnswer(L"> ", false);
             if (!line)
-                return std::nullopt;
-            std::wstring text = trim(lmhost::widen(line));
-            free(line);
+                return std::nullopt; // end of input: the dialog cancels
+            std::wstring text = *line;
+            if (!text.empty() && text[0] == L'>')
+                text = trim(text.substr(1));
             if (auto action = lmhost::parseDialogAction(text))
                 return action;
-            std::cout
-                << "press ID | choose ID TEXT | check ID on|off | type ID TEXT | ok | cancel\n";
+            hint("press ID | choose ID TEXT | check ID on|off | type ID TEXT | ok | cancel");
         }
     }
     if (m_scriptFault.empty())
@@ -407,8 +470,8 @@ int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::str
             return stop(command.number,
                         L"unknown command \"" + lmhost::splitCommandLine(command.text)[0] + L"\"");
         if (lmhost::unansweredPrompts() > 0)
-            return stop(command.number,
-                        L"the prompt \"" + lmhost::lastUnansweredPrompt() + L"\" was not answered");
+            return stop(command.number, L"the prompt \"" + trim(lmhost::lastUnansweredPrompt()) +
+                                            L"\" was not answered");
         if (!m_scriptFault.empty())
             return stop(command.number, m_scriptFault);
         if (result == CommandResult::Failed)
@@ -431,8 +494,38 @@ int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::str
     return kExitOk;
 }
 
+void Session::askPrompt(const std::wstring& prompt) {
+    // readline redraws the prompt's last line; the host printed all of it already unless
+    // the terminal gets no echo.
+    std::wstring shown = prompt.substr(prompt.rfind(L'\n') + 1);
+    while (true) {
+        std::optional<std::wstring> line = readAnswer(shown, m_echoToTerminal);
+        if (!line)
+            return;
+        if (line->empty()) {
+            // Enter alone backs out of the prompt, as Esc does.
+            lmhost::queueCancel();
+            return;
+        }
+        LineKind kind = classify(*line);
+        if (kind == LineKind::BoxAnswer || kind == LineKind::DialogAction) {
+            hint("The prompt wants a point (x,y), a pick (pick HANDLE), a keyword, or Enter to "
+                 "cancel.");
+            continue;
+        }
+        // A word that names a command is still an answer here.
+        if (kind == LineKind::Command)
+            kind = LineKind::Keyword;
+        std::wstring error;
+        if (queueAnswer(*line, kind, error))
+            return;
+        hint(lmhost::narrow(error + L".").c_str());
+    }
+}
+
 int Session::runInteractive() {
     m_interactive = true;
+    lmhost::setInputSource([this](const std::wstring& prompt) { askPrompt(prompt); });
     using_history();
     while (!m_quit) {
         char* raw = readline("\nCommand: ");
@@ -457,6 +550,7 @@ int Session::runInteractive() {
         runCommandLine(line);
         runQueuedExpressions();
     }
+    lmhost::setInputSource(nullptr);
     return kExitOk;
 }
 

@@ -64,6 +64,9 @@ private:
     lmhost::CommandResult runCommandLine(const std::wstring& line);
     void runQueuedExpressions();
     int answerMessageBox(const lmhost::MessageBoxRecord& box);
+    // At the terminal: a prompt that found no queued answer asks the user for one (nothing is
+    // queued at the end of the input).
+    void askPrompt(const std::wstring& prompt);
     void output(const std::wstring& text, bool toTerminal = true);
     void registerCommands();
 

@@ -3,6 +3,7 @@
 // acedGetKword, acedDragGen) take from it in order.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "dbmain.h"
@@ -22,6 +23,12 @@ void queueKeyword(const std::wstring& keyword);
 void queueCancel();
 size_t pendingInput();
 void clearInput();
+
+// Asked by a prompt that finds the queue empty, with the prompt text (already printed): a
+// user at the terminal queues an answer; when there is none to be had it queues nothing and
+// the prompt goes unanswered. Unset, nothing is asked (scripts, tests).
+using InputSource = std::function<void(const std::wstring& prompt)>;
+void setInputSource(InputSource source);
 
 // Prompts that found no input at all (the user was not there to answer), counted since the
 // last clear, with the last such prompt text. The shell stops its script on one.

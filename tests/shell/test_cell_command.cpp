@@ -1,0 +1,131 @@
+// linkmesh cell: what a link to workbook cells would read, over real .xlsx files.
+#include <cstdlib>
+#include <string>
+
+#include "ShellRun.h"
+#include "testkit/XlsxBuilder.h"
+
+namespace {
+
+using namespace shelltest;
+
+class ShellCellCommand : public ShellTest {
+protected:
+    void SetUp() override {
+        ShellTest::SetUp();
+        testkit::XlsxBuilder book;
+        int thousands = book.format(L"#,##0.00");
+        int percent = book.builtin(9);
+        int date = book.builtin(14);
+        book.sheet(L"Sizes")
+            .number("A1", 1234.5, thousands)
+            .text("B2", L"Oak door")
+            .number("B3", 0.25, percent)
+            .formula("C1", "A1*2", 2469)
+            .boolean("D1", true)
+            .error("D2", "#DIV/0!");
+        book.sheet(L"Other").number("B2", 45000, date).number("C5", 12345678901.0);
+        book.definedName(L"DoorWidth", L"Sizes!$A$1");
+        book.definedName(L"Finish", L"Other!$B$2:$C$5");
+        book.definedName(L"Local", L"Other!$C$5", 1);
+        book.write(workbook().string());
+    }
+
+    fs::path workbook() const { return m_dir / "Doors.xlsx"; }
+
+    ProgramRun cell(const std::string& arguments) {
+        std::string command = std::string("'") + LINKMESH_PROGRAM + "' cell " + arguments + " > '" +
+                              (m_dir / "out.txt").string() + "' 2> '" +
+                              (m_dir / "err.txt").string() + "'";
+        ProgramRun r;
+        int status = std::system(command.c_str());
+        r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        r.transcript = readFile(m_dir / "out.txt");
+        r.errors = readFile(m_dir / "err.txt");
+        return r;
+    }
+
+    std::string book() const { return "'" + workbook().string() + "'"; }
+};
+
+TEST_F(ShellCellCommand, PrintsEachCellAsTheSpreadsheetShowsIt) {
+    ProgramRun r = cell(book() + " Sizes A1 B2 B3 C1 D1 D2 \\$A\\$1 Z99");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_EQ(r.errors, "");
+    EXPECT_EQ(r.transcript, "A1\t1,234.50\n"
+                            "B2\tOak door\n"
+                            "B3\t25%\n"
+                            "C1\t2469\n"
+                            "D1\tTRUE\n"
+                            "D2\t#DIV/0!\n"
+                            "$A$1\t1,234.50\n"
+                            "Z99\t\n");
+}
+
+TEST_F(ShellCellCommand, ADefinedNameReadsItsFirstCellOnItsOwnSheet) {
+    // Finish and the sheet-scoped Local live on Other; DoorWidth is asked from there too.
+    // A long number in General fits the standard column only in scientific form.
+    ProgramRun r = cell(book() + " Other DoorWidth Finish Local C5 --value");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_EQ(r.transcript, "DoorWidth\t1,234.50\tnumber\t1234.5\t#,##0.00\n"
+                            "Finish\t3/15/2023\tnumber\t45000\tm/d/yyyy\n"
+                            "Local\t1.23E+10\tnumber\t12345678901\tGeneral\n"
+                            "C5\t1.23E+10\tnumber\t12345678901\tGeneral\n");
+}
+
+TEST_F(ShellCellCommand, ValueShowsTheStoredValueTypeAndNumberFormat) {
+    ProgramRun r = cell(book() + " Sizes A1 B2 B3 C1 D1 D2 E9 --value");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_EQ(r.transcript, "A1\t1,234.50\tnumber\t1234.5\t#,##0.00\n"
+                            "B2\tOak door\ttext\tOak door\tGeneral\n"
+                            "B3\t25%\tnumber\t0.25\t0%\n"
+                            "C1\t2469\tnumber\t2469\tGeneral\n"
+                            "D1\tTRUE\tboolean\t1\tGeneral\n"
+                            "D2\t#DIV/0!\terror\t#DIV/0!\tGeneral\n"
+                            "E9\t\tempty\t\tGeneral\n");
+    // The option may come anywhere on the line.
+    ProgramRun first = cell("--value " + book() + " Sizes A1");
+    EXPECT_EQ(first.exitCode, 0) << first.errors;
+    EXPECT_EQ(first.transcript, "A1\t1,234.50\tnumber\t1234.5\t#,##0.00\n");
+}
+
+TEST_F(ShellCellCommand, ACellThatIsNoAddressOrNameIsReportedAndTheOthersStillPrinted) {
+    // A sheet-scoped name does not reach from another sheet.
+    ProgramRun r = cell(book() + " Sizes A1 Local NoSuchName A0 B2");
+    EXPECT_EQ(r.exitCode, 2);
+    EXPECT_EQ(r.transcript, "A1\t1,234.50\nB2\tOak door\n");
+    EXPECT_EQ(r.errors,
+              "linkmesh: \"Local\" is neither a cell address nor a defined name of the workbook\n"
+              "linkmesh: \"NoSuchName\" is neither a cell address nor a defined name of the "
+              "workbook\n"
+              "linkmesh: \"A0\" is neither a cell address nor a defined name of the workbook\n");
+}
+
+TEST_F(ShellCellCommand, AMissingOrDamagedFileOrSheetFailsWithAClearMessage) {
+    std::string missing = (m_dir / "Gone.xlsx").string();
+    ProgramRun gone = cell("'" + missing + "' Sizes A1");
+    EXPECT_EQ(gone.exitCode, 2);
+    EXPECT_EQ(gone.transcript, "");
+    EXPECT_EQ(gone.errors,
+              "linkmesh: cannot open " + missing + ": The file cannot be found or read.\n");
+
+    writeFile(m_dir / "Notes.xlsx", "plain text, not a workbook");
+    ProgramRun damaged = cell("'" + (m_dir / "Notes.xlsx").string() + "' Sizes A1");
+    EXPECT_EQ(damaged.exitCode, 2);
+    EXPECT_NE(damaged.errors.find("The file is not a workbook"), std::string::npos)
+        << damaged.errors;
+
+    ProgramRun sheet = cell(book() + " Prices A1");
+    EXPECT_EQ(sheet.exitCode, 2);
+    EXPECT_EQ(sheet.transcript, "");
+    EXPECT_EQ(sheet.errors, "linkmesh: " + workbook().string() + " has no sheet \"Prices\"\n");
+}
+
+TEST_F(ShellCellCommand, TooFewArgumentsShowTheUsage) {
+    ProgramRun r = cell(book() + " Sizes --value");
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.errors, "usage: linkmesh cell WORKBOOK SHEET CELL... [--value]\n");
+    EXPECT_EQ(cell("").exitCode, 1);
+}
+
+} // namespace
