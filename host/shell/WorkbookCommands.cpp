@@ -24,6 +24,14 @@ CommandResult refuse(const std::wstring& text) {
     return CommandResult::Failed;
 }
 
+// "Cannot open PATH: why." where the status text is a sentence with its own full stop.
+std::wstring failure(const std::wstring& what, spreadsheet::Status status) {
+    std::wstring why = spreadsheet::statusText(status);
+    if (why.empty() || why.back() != L'.')
+        why += L'.';
+    return what + L": " + why;
+}
+
 // A relative path is taken from the program's working folder.
 std::wstring absolutePath(const std::wstring& path) {
     std::error_code ignored;
@@ -53,7 +61,7 @@ CommandResult setWorkbookCell(const Args& args) {
     spreadsheet::Status status;
     auto book = spreadsheet::Workbook::open(path, false, status);
     if (!book)
-        return refuse(L"Cannot open " + path + L": " + spreadsheet::statusText(status) + L".");
+        return refuse(failure(L"Cannot open " + path, status));
     int sheetIndex = book->findSheet(args[1]);
     if (sheetIndex < 0)
         return refuse(path + L" has no sheet \"" + args[1] + L"\".");
@@ -71,7 +79,7 @@ CommandResult setWorkbookCell(const Args& args) {
     if (status == spreadsheet::Status::Ok)
         status = book->save();
     if (status != spreadsheet::Status::Ok)
-        return refuse(L"Cannot save " + path + L": " + spreadsheet::statusText(status) + L".");
+        return refuse(failure(L"Cannot save " + path, status));
     lmhost::print(L"\n" + sheet->name() + L"!" + args[2] + L" shows \"" +
                   sheet->text(cell.row, cell.col) + L"\"; " + book->name() + L" saved.");
     return CommandResult::Ended;
@@ -87,11 +95,13 @@ CommandResult saveWorkbookAs(const Args& args) {
     spreadsheet::Status status;
     auto book = spreadsheet::Workbook::open(source, false, status);
     if (!book)
-        return refuse(L"Cannot open " + source + L": " + spreadsheet::statusText(status) + L".");
+        return refuse(failure(L"Cannot open " + source, status));
+    // Named before the save: the open workbook takes the new file's name.
+    std::wstring name = book->name();
     status = book->saveAs(target);
     if (status != spreadsheet::Status::Ok)
-        return refuse(L"Cannot save " + target + L": " + spreadsheet::statusText(status) + L".");
-    lmhost::print(L"\n" + book->name() + L" saved as " + target + L".");
+        return refuse(failure(L"Cannot save " + target, status));
+    lmhost::print(L"\n" + name + L" saved as " + target + L".");
     return CommandResult::Ended;
 }
 

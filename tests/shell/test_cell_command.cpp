@@ -128,4 +128,43 @@ TEST_F(ShellCellCommand, TooFewArgumentsShowTheUsage) {
     EXPECT_EQ(cell("").exitCode, 1);
 }
 
+TEST_F(ShellCellCommand, TheWorkbookCommandsTypeIntoACellAndSaveACopyAsAUserDoes) {
+    // Script words with spaces or quotes go in double quotes; these paths have none.
+    std::string original = workbook().string(), copy = (m_dir / "Copy.xlsx").string();
+    std::string drawing = (m_dir / "Door.dwg").string();
+    ProgramRun r =
+        run("XLSAVEAS " + original + " " + copy + "\n" + "XLSET " + copy + " Other Finish 45100\n" +
+                "XLSET " + copy + " Sizes B2 Painted  white door\n" + "DWGPATH " + drawing + "\n",
+            "--no-load");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_EQ(r.transcript,
+              "\nCommand: XLSAVEAS " + original + " " + copy + "\nDoors.xlsx saved as " + copy +
+                  "." + "\nCommand: XLSET " + copy + " Other Finish 45100" +
+                  "\nOther!Finish shows \"6/23/2023\"; Copy.xlsx saved." + "\nCommand: XLSET " +
+                  copy + " Sizes B2 Painted  white door" +
+                  "\nSizes!B2 shows \"Painted white door\"; Copy.xlsx saved." +
+                  "\nCommand: DWGPATH " + drawing + "\nThe drawing's file is " + drawing + ".\n");
+    // The typed number is stored as a number under the cell's date format; the original
+    // workbook is unchanged.
+    EXPECT_EQ(cell("'" + copy + "' Other B2 --value").transcript,
+              "B2\t6/23/2023\tnumber\t45100\tm/d/yyyy\n");
+    EXPECT_EQ(cell("'" + copy + "' Sizes B2").transcript, "B2\tPainted white door\n");
+    EXPECT_EQ(cell(book() + " Other B2").transcript, "B2\t3/15/2023\n");
+}
+
+TEST_F(ShellCellCommand, TheWorkbookCommandsRefuseWhatTheyCannotDo) {
+    std::string path = workbook().string(), gone = (m_dir / "Gone.xlsx").string();
+    ProgramRun r =
+        type("XLSET " + path + " Prices A1 5\n" + "XLSET " + path + " Sizes Nowhere 5\n" +
+                 "XLSET " + gone + " Sizes A1 5\n" + "XLSAVEAS " + path + "\n",
+             "--no-load");
+    EXPECT_EQ(r.transcript, "\nCommand: XLSET " + path + " Prices A1 5\n" + path +
+                                " has no sheet \"Prices\"." + "\nCommand: XLSET " + path +
+                                " Sizes Nowhere 5\n\"Nowhere\" is no cell or name of " + path +
+                                "." + "\nCommand: XLSET " + gone + " Sizes A1 5\nCannot open " +
+                                gone + ": The file cannot be found or read." +
+                                "\nCommand: XLSAVEAS " + path +
+                                "\nXLSAVEAS needs a workbook and the new file's path.\n");
+}
+
 } // namespace
