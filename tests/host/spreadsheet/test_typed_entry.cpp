@@ -178,6 +178,7 @@ TEST(TypedDates, TheThreeFormsBecomeSerials) {
         {L"1/2/30", L"1/2/1930", CellType::Number, 10960, L"m/d/yyyy"},
         {L"15-Mar-2024", L"15-Mar-24", CellType::Number, 45366, L"d-mmm-yy"},
         {L"15 march 24", L"15-Mar-24", CellType::Number, 45366, L"d-mmm-yy"},
+        {L"5/mar/2024", L"5-Mar-24", CellType::Number, 45356, L"d-mmm-yy"},
         {L"31-DEC-9999", L"31-Dec-99", CellType::Number, 2958465, L"d-mmm-yy"},
     });
 }

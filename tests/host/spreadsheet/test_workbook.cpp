@@ -3,6 +3,11 @@
 
 #include "spreadsheet/NumberFormat.h"
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+
 using spreadsheet::CellRef;
 using spreadsheet::RangeRef;
 using spreadsheet::SheetState;
@@ -206,4 +211,35 @@ TEST(Addresses, A1StyleParseAndFormat) {
     EXPECT_EQ(spreadsheet::rangeAddress(r), L"$A$1:$C$3");
     EXPECT_EQ(spreadsheet::cellAddress(1, 28), L"$AB$1");
     EXPECT_EQ(spreadsheet::cellAddress(5, 703, false), L"AAA5");
+}
+
+// The fuzzer's seeds: a selector byte 0 (a whole file) and then a real workbook, so that
+// fuzzing starts from files that reach every reader.
+TEST(FuzzSeeds, AreWorkbooksThatOpenWhole) {
+    std::map<std::string, std::string> seeds;
+    for (const auto& entry : std::filesystem::directory_iterator(LM_FUZZ_CORPUS "/workbook")) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        seeds[entry.path().filename().string()] =
+            std::string(std::istreambuf_iterator<char>(in), {});
+    }
+    ASSERT_GE(seeds.size(), 3u);
+    std::map<std::string, std::unique_ptr<Workbook>> books;
+    for (auto& [name, bytes] : seeds) {
+        SCOPED_TRACE(name);
+        ASSERT_FALSE(bytes.empty());
+        EXPECT_EQ(bytes[0], '\0');
+        EXPECT_LE(bytes.size(), 8192u);
+        Status st;
+        auto book = Workbook::openBytes(bytes.substr(1), L"seed.xlsx", true, st);
+        ASSERT_EQ(st, Status::Ok);
+        for (std::size_t i = 0; i < book->sheetCount(); ++i)
+            EXPECT_EQ(book->sheet(i).loadAll(), Status::Ok);
+        books[name] = std::move(book);
+    }
+    ASSERT_TRUE(books.count("numbers_strings_formulas"));
+    EXPECT_EQ(books["numbers_strings_formulas"]->sheet(0).text(1, 6), L"1.23E+11");
+    ASSERT_TRUE(books.count("dates_1904"));
+    EXPECT_TRUE(books["dates_1904"]->date1904());
+    ASSERT_TRUE(books.count("sheets_and_names"));
+    EXPECT_EQ(books["sheets_and_names"]->findName(L"Local", 2)->sheet, 2);
 }
