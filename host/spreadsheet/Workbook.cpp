@@ -990,6 +990,7 @@ int WorkbookImpl::deriveStyle(int style, int numFmtId, bool quoted) {
         list.push_back(addDefault());
         xfFormat.assign(1, 0);
         xfQuoted.assign(1, false);
+        stylesModified = true;
     }
     pugi::xml_node made = style >= 0 && std::size_t(style) < list.size()
                               ? xfs.append_copy(list[std::size_t(style)])
