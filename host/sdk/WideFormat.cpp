@@ -207,11 +207,11 @@ std::wstring formatWideV(const wchar_t* format, va_list args) {
         }
         ++p;
         bool left = flags.find('-') != std::string::npos;
-        std::string spec = "%" + flags;
+        std::string conversion = "%" + flags;
         if (width >= 0)
-            spec += std::to_string(width);
+            conversion += std::to_string(width);
         if (precision >= 0)
-            spec += "." + std::to_string(precision);
+            conversion += "." + std::to_string(precision);
         char buffer[512];
         std::vector<char> big;
         auto emit = [&](const std::string& s, auto value) {
@@ -256,7 +256,7 @@ std::wstring formatWideV(const wchar_t* format, va_list args) {
                 v = va_arg(ap, int);
                 break;
             }
-            emit(spec + "lld", v);
+            emit(conversion + "lld", v);
             break;
         }
         case L'u':
@@ -290,7 +290,7 @@ std::wstring formatWideV(const wchar_t* format, va_list args) {
                 v = va_arg(ap, unsigned);
                 break;
             }
-            emit(spec + "ll" + static_cast<char>(conv), v);
+            emit(conversion + "ll" + static_cast<char>(conv), v);
             break;
         }
         case L'f':
@@ -302,9 +302,9 @@ std::wstring formatWideV(const wchar_t* format, va_list args) {
         case L'a':
         case L'A': {
             if (length == kBigL)
-                emit(spec + "L" + static_cast<char>(conv), va_arg(ap, long double));
+                emit(conversion + "L" + static_cast<char>(conv), va_arg(ap, long double));
             else
-                emit(spec + static_cast<char>(conv), va_arg(ap, double));
+                emit(conversion + static_cast<char>(conv), va_arg(ap, double));
             break;
         }
         case L'c':
