@@ -82,9 +82,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (name.sheet >= 0)
             (void)book->sheet(std::size_t(name.sheet))
                 .text(name.range.first.row, name.range.first.col);
-    // Writing must cope with whatever was read.
+    // Writing must cope with whatever was read: typed forms that add number formats meet
+    // whatever styles part the file has.
     Worksheet& first = book->sheet(0);
-    if (first.putTexts(1, 1, {{L"1.5", L"x"}}) == Status::Ok)
+    if (first.putTexts(1, 1, {{L"1.5", L"x", L"12%", L"2024-03-15", L"$1,200", L"1e3"}}) ==
+        Status::Ok)
         first.autoFitColumns(1, 4);
     return 0;
 }
