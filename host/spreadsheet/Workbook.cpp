@@ -482,26 +482,30 @@ bool scanRows(SheetData& d, Status& status) {
     if (contentEnd == std::string::npos)
         return false;
     std::string_view content(b.data() + tagEnd + 1, contentEnd - tagEnd - 1);
-    // One pass over the tags: row starts, and a way out on "<!" and "<?".
+    // Comments, CDATA and processing instructions could hide or fake a row start: those
+    // sheets take the full parse. '!' and '?' are rare in sheet XML, so look for them first.
+    const char* const begin = content.data();
+    const char* const end = begin + content.size();
+    for (char mark : {'!', '?'})
+        for (const char* q = static_cast<const char*>(std::memchr(begin, mark, end - begin)); q;
+             q = static_cast<const char*>(std::memchr(q + 1, mark, end - q - 1)))
+            if (q > begin && q[-1] == '<')
+                return false;
     std::string rowTag(1, '<');
     rowTag += prefix;
     rowTag += "row";
     std::vector<std::size_t> starts;
-    const char* p = content.data();
-    const std::size_t n = content.size();
-    for (std::size_t i = 0; i < n; ++i) {
-        if (p[i] != '<')
-            continue;
-        char c1 = i + 1 < n ? p[i + 1] : '\0';
-        if (c1 == '!' || c1 == '?')
-            return false;
-        if (c1 == rowTag[1] && n - i > rowTag.size() &&
-            std::memcmp(p + i, rowTag.data(), rowTag.size()) == 0) {
-            char next = p[i + rowTag.size()];
-            if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
-                next == '\r')
-                starts.push_back(i);
-        }
+    for (const char* q =
+             static_cast<const char*>(memmem(begin, end - begin, rowTag.data(), rowTag.size()));
+         q; q = static_cast<const char*>(
+                memmem(q + rowTag.size(), end - q - rowTag.size(), rowTag.data(), rowTag.size()))) {
+        std::size_t i = q - begin;
+        if (i + rowTag.size() >= content.size())
+            break;
+        char next = content[i + rowTag.size()];
+        if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
+            next == '\r')
+            starts.push_back(i);
     }
     std::string head;
     head.reserve(tagEnd + 1 + (b.size() - contentEnd));
