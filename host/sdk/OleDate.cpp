@@ -1,5 +1,6 @@
 // OLE dates: days since 30 December 1899, the time as the fraction; the en-US date texts
 // that VarDateFromStr reads, and COleDateTime on top of them.
+#include <ctime>
 #include <cmath>
 #include <cwctype>
 #include <string>
@@ -385,4 +386,12 @@ CString COleDateTime::Format(LPCTSTR format) const {
         }
     }
     return CString(out);
+}
+
+COleDateTime COleDateTime::GetCurrentTime() {
+    std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return COleDateTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                        local.tm_min, local.tm_sec);
 }

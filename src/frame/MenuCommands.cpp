@@ -1,10 +1,9 @@
 #include "frame/MenuCommands.h"
 
-#include <ctime>
-
 #include "acedCmdNF.h"
 #include "acedmenu.h"
 #include "acutads.h"
+#include "afxdisp.h"
 #include "dbapserv.h"
 #include "frame/ResourceOverride.h"
 #include "libloaderapi.h"
@@ -230,13 +229,10 @@ void aboutCommand() {
     CString title;
     title.Format(L"%s%s for %s %d", L"About ", kProductName,
                  g_hostId.platformDisplayName.GetString(), g_hostId.releaseYear);
-    std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
     CString text;
     text.Format(L"%s\nVersion %s\n\nCopyright (C) %d Norvane. All rights reserved.\n\n"
                 L"This program is protected by copyright law. Unauthorized reproduction or "
                 L"distribution of this program, or any portion of it, is not permitted.",
-                kProductName, kProductVersion, local.tm_year + 1900);
+                kProductName, kProductVersion, COleDateTime::GetCurrentTime().GetYear());
     MessageBoxW(nullptr, text, title, MB_OK);
 }

@@ -162,6 +162,8 @@ public:
     COleDateTime() = default;
     COleDateTime(DATE value) : m_dt(value) {}
     COleDateTime(int year, int month, int day, int hour, int minute, int second);
+    // The local date and time now.
+    static COleDateTime GetCurrentTime();
 
     // Parses with VarDateFromStr. On failure the status is invalid and the value 0.0 when
     // the text is no date (DISP_E_TYPEMISMATCH), -1.0 for any other failure.
