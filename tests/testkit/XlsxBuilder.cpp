@@ -371,9 +371,10 @@ std::vector<std::pair<std::string, std::string>> XlsxBuilder::parts() const {
     for (auto& [name, content] : out)
         if (auto o = m_overrides.find(name); o != m_overrides.end())
             content = o->second;
-    for (const auto& [name, content] : m_overrides)
-        if (std::none_of(out.begin(), out.end(), [&](const auto& p) { return p.first == name; }))
-            out.emplace_back(name, content);
+    for (const auto& override : m_overrides)
+        if (std::none_of(out.begin(), out.end(),
+                         [&](const auto& p) { return p.first == override.first; }))
+            out.emplace_back(override.first, override.second);
     out.erase(std::remove_if(out.begin(), out.end(),
                              [&](const auto& p) {
                                  return std::find(m_omitted.begin(), m_omitted.end(), p.first) !=
