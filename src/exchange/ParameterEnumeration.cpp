@@ -7,16 +7,6 @@
 
 namespace {
 
-// "name:expression" at the first colon; a colon at the start, or none, gives no entry.
-bool splitAtFirstColon(const CString& text, CString& left, CString& right) {
-    int colon = text.Find(L':');
-    if (colon <= 0)
-        return false;
-    left = text.Left(colon);
-    right = text.Mid(colon + 1);
-    return true;
-}
-
 void addBlockEntries(CStringArray& names, CStringArray& expressions) {
     forEachBlockReference([&](AcDbBlockReference* reference) {
         wchar_t handle[260] = {0};
@@ -26,11 +16,9 @@ void addBlockEntries(CStringArray& names, CStringArray& expressions) {
             getAllLinkTexts(reference, kDirectLinkApp, texts);
             for (INT_PTR i = 0; i < texts.GetSize(); ++i) {
                 CString property, expression;
-                if (!splitAtFirstColon(texts[i], property, expression))
+                if (!splitLinkText(texts[i], property, expression))
                     continue;
-                CString name;
-                name.Format(L"%s%s%s", handle, L".", static_cast<const wchar_t*>(property));
-                names.Add(name);
+                names.Add(propertyLinkName(handle, property));
                 expressions.Add(expression);
             }
         }
@@ -39,18 +27,12 @@ void addBlockEntries(CStringArray& names, CStringArray& expressions) {
         getAllLinkTexts(reference, kNestedLinkApp, texts);
         for (INT_PTR i = 0; i < texts.GetSize(); ++i) {
             CString left, expression;
-            if (!splitAtFirstColon(texts[i], left, expression))
+            if (!splitLinkText(texts[i], left, expression))
                 continue;
-            CString nested, property = left;
-            int separator = left.Find(kNestedSeparator);
-            if (separator >= 0) {
-                nested = left.Left(separator);
-                property = left.Mid(separator + 1);
-            }
-            CString name;
-            name.Format(L"%s%s%s%s%s", handle, L"|", static_cast<const wchar_t*>(nested), L".",
-                        static_cast<const wchar_t*>(property));
-            names.Add(name);
+            // Without a separator the name reads "<handle>|.<text>".
+            CString nested, property;
+            splitNestedPart(left, nested, property);
+            names.Add(nestedLinkName(handle, nested, property));
             expressions.Add(expression);
         }
     });
