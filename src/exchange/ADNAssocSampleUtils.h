@@ -2,6 +2,7 @@
 // associative network. Only actions of exactly that class are parameters.
 #pragma once
 
+#include "AcDbAssocGlobal.h"
 #include "AcString.h"
 #include "acadstrc.h"
 #include "dbmain.h"
@@ -20,3 +21,30 @@ Acad::ErrorStatus createVariable(AcDbObjectId networkId, const AcString& name,
 // Writing the expression it already has evaluates nothing.
 Acad::ErrorStatus setVariableExpression(AcDbObjectId variableId, const AcString& expression,
                                         const AcString& description, AcString& errorMessage);
+
+// An evaluation callback that asks nothing and does nothing. It is declared for clients of
+// the framework and never made here: no operation of the plug-in creates one or hands one to
+// the host.
+class ADNConstraintEvaluationCallback : public AcDbAssocEvaluationCallback {
+public:
+    ~ADNConstraintEvaluationCallback() override = default;
+
+    AcDbAssocEvaluationMode evaluationMode() const override {
+        return kModifyObjectsAssocEvaluationMode;
+    }
+    void beginActionEvaluation(AcDbAssocAction*) override {}
+    void endActionEvaluation(AcDbAssocAction*) override {}
+    void setActionEvaluationErrorStatus(AcDbAssocAction*, Acad::ErrorStatus, const AcDbObjectId&,
+                                        AcDbObject*, void*) override {}
+    void beginActionEvaluationUsingObject(AcDbAssocAction*, const AcDbObjectId&, bool, bool,
+                                          AcDbObject*&) override {}
+    void endActionEvaluationUsingObject(AcDbAssocAction*, const AcDbObjectId&,
+                                        AcDbObject*) override {}
+    void allDependentActionsMarkedToEvaluate(AcDbAssocNetwork*) override {}
+    AcDbAssocDraggingState draggingState() const override { return kNotDraggingAssocDraggingState; }
+    AcDbEvalContext* getAdditionalData() const override { return nullptr; }
+    AcDbAssocTransformationType getTransformationType() const override { return kNotSpecified; }
+    void beginNetworkEvaluation(AcDbAssocNetwork*) override {}
+    void endNetworkEvaluation(AcDbAssocNetwork*) override {}
+    bool cancelActionEvaluation() override { return false; }
+};
