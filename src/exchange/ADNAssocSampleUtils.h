@@ -4,6 +4,7 @@
 
 #include "AcDbAssocGlobal.h"
 #include "AcString.h"
+#include "afx.h"
 #include "acadstrc.h"
 #include "dbmain.h"
 
@@ -21,6 +22,12 @@ Acad::ErrorStatus createVariable(AcDbObjectId networkId, const AcString& name,
 // Writing the expression it already has evaluates nothing.
 Acad::ErrorStatus setVariableExpression(AcDbObjectId variableId, const AcString& expression,
                                         const AcString& description, AcString& errorMessage);
+
+// Link names and their stored Cell Expressions (or empty texts), appended in step: the
+// parameters of the current space in network order, then, with includeBlocks, the linked
+// properties of block references in selection order. Nothing is sorted here.
+Acad::ErrorStatus enumerateParameters(CStringArray& names, CStringArray& expressions,
+                                      int includeBlocks);
 
 // An evaluation callback that asks nothing and does nothing. It is declared for clients of
 // the framework and never made here: no operation of the plug-in creates one or hands one to
