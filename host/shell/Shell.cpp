@@ -1,12 +1,16 @@
 #include "Shell.h"
 
+#include "ScriptReader.h"
+
 #include <readline/history.h>
 #include <readline/readline.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <cwctype>
 #include <iostream>
 
@@ -171,8 +175,17 @@ Session::~Session() {
 }
 
 bool Session::setTranscriptFile(const std::string& path) {
+    m_transcriptPath = path;
     m_transcript.open(path, std::ios::binary | std::ios::trunc);
     return static_cast<bool>(m_transcript);
+}
+
+void Session::reportTranscriptFailure(int error) {
+    // Told once, at once; the session goes on, and its exit code says so at the end.
+    m_transcriptError = error ? std::strerror(error) : "the write failed";
+    std::cerr << "linkmesh: cannot write the transcript " << m_transcriptPath << ": "
+              << m_transcriptError << "\n";
+    m_transcript.close();
 }
 
 void Session::output(const std::wstring& text, bool toTerminal) {
@@ -182,8 +195,11 @@ void Session::output(const std::wstring& text, bool toTerminal) {
         std::cout.flush();
     }
     if (m_transcript.is_open()) {
+        errno = 0;
         m_transcript << bytes;
         m_transcript.flush();
+        if (!m_transcript)
+            reportTranscriptFailure(errno);
     }
 }
 
@@ -213,6 +229,12 @@ void Session::finish() {
     lmhost::closeAllDocuments();
     lmhost::unloadAllApplications();
     output(L"\n");
+    if (m_transcript.is_open()) {
+        errno = 0;
+        m_transcript.close();
+        if (m_transcript.fail())
+            reportTranscriptFailure(errno);
+    }
 }
 
 int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
@@ -402,24 +424,23 @@ void Session::runQueuedExpressions() {
 }
 
 int Session::runScript(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        std::cerr << "linkmesh: cannot open the script " << path << "\n";
-        return kExitUsage;
+    std::vector<RawScriptLine> raw;
+    ScriptReadError error;
+    if (!readScriptFile(path, raw, error)) {
+        if (error.line == 0) {
+            std::cerr << "linkmesh: cannot read the script " << path << ": " << error.reason
+                      << "\n";
+            return kExitUsage;
+        }
+        std::cerr << "linkmesh: " << path << ":" << error.line << ": " << error.reason << "\n";
+        return kExitScriptError;
     }
     std::vector<ScriptLine> lines;
-    std::string raw;
-    int number = 0;
-    while (std::getline(in, raw)) {
-        ++number;
-        if (raw.size() > 65536) {
-            std::cerr << "linkmesh: " << path << ":" << number << ": the line is too long\n";
-            return kExitScriptError;
-        }
-        std::wstring text = trim(lmhost::widen(raw));
+    for (const RawScriptLine& line : raw) {
+        std::wstring text = trim(lmhost::widen(line.text));
         if (text.empty() || text[0] == L'#')
             continue;
-        lines.push_back({number, text});
+        lines.push_back({line.number, text});
     }
     return runScriptLines(lines, path);
 }
