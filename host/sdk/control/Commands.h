@@ -24,10 +24,29 @@ struct HostCommandInfo {
 };
 std::vector<HostCommandInfo> hostCommands();
 
+// The commands applications added to the command stack, by group (oldest group first), each
+// group's in the order they were added.
+struct ApplicationCommandInfo {
+    std::wstring group;
+    std::wstring globalName;
+    std::wstring localName;
+};
+std::vector<ApplicationCommandInfo> applicationCommands();
+
 // Runs one command as the host does: "_" asks for the global name, "." for the host's own
 // command. Editor reactors are told when it starts and how it ended. Unknown gives
 // Unknown after the host's "Unknown command" line.
 CommandResult runCommand(const std::wstring& name, const std::vector<std::wstring>& args = {});
+
+// What applications did to the command stack, in order: each addCommand and removeCmd
+// that took effect, with group and global name.
+struct CommandStackChange {
+    bool added = false;
+    std::wstring group;
+    std::wstring globalName;
+};
+const std::vector<CommandStackChange>& commandStackChanges();
+void clearCommandStackChanges();
 
 // The name of the command running now, or empty.
 std::wstring activeCommand();
