@@ -84,6 +84,7 @@ private:
 bool readScriptFile(const std::string& path, std::vector<RawScriptLine>& lines,
                     ScriptReadError& error) {
     lines.clear();
+    error = ScriptReadError();
     auto fail = [&error](std::string reason) {
         error.line = 0;
         error.reason = std::move(reason);
@@ -92,6 +93,7 @@ bool readScriptFile(const std::string& path, std::vector<RawScriptLine>& lines,
     FileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (fd.get() < 0)
         return fail(std::strerror(errno));
+    error.opened = true;
     struct stat st;
     if (fstat(fd.get(), &st) != 0)
         return fail(std::strerror(errno));

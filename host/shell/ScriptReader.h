@@ -19,7 +19,8 @@ constexpr size_t kMaxScriptBytes = 16 * 1024 * 1024;
 constexpr size_t kMaxScriptLines = 1000000;
 
 struct ScriptReadError {
-    int line = 0; // 0 when it concerns the whole file
+    bool opened = false; // false when the file could not be opened at all
+    int line = 0;        // 0 when it concerns the whole file
     std::string reason;
 };
 

@@ -456,6 +456,10 @@ int Session::runScript(const std::string& path) {
     std::vector<RawScriptLine> raw;
     ScriptReadError error;
     if (!readScriptFile(path, raw, error)) {
+        if (!error.opened) {
+            std::cerr << "linkmesh: cannot open the script " << path << "\n";
+            return kExitUsage;
+        }
         if (error.line == 0) {
             std::cerr << "linkmesh: cannot read the script " << path << ": " << error.reason
                       << "\n";
