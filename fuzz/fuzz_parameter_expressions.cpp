@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         set.setLinearUnits(units);
         drawing::VariableId a = drawing::kNoVariable, b = drawing::kNoVariable;
         drawing::ExprError error;
-        set.add(L"a", L"2", a, error);
+        set.add(L"a", L"3", a, error);
         set.add(L"b", L"1 / (a - 2) + a * 3", b, error);
         if (set.assign(a, text, error) == drawing::ExprStatus::ok) {
             for (double v : {set.value(a), set.value(b)}) {
@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     if (drawing::formatAngle(v, mode, units + 3).empty())
                         std::abort();
             }
-            if (set.lastStatus(b) != drawing::ExprStatus::ok && set.lastError(b).empty())
+            if (b == drawing::kNoVariable ||
+                (set.lastStatus(b) != drawing::ExprStatus::ok && set.lastError(b).empty()))
                 std::abort(); // an invalid dependent says why
         } else if (error.text.empty()) {
             std::abort(); // every refusal says why
