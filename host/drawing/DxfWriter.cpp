@@ -76,6 +76,9 @@ public:
                 m_live.push_back(stub.get());
         std::sort(m_live.begin(), m_live.end(),
                   [](const AcDbStub* a, const AcDbStub* b) { return a->handle < b->handle; });
+        m_roleNext = m_impl->nextHandle;
+        for (const auto& [name, handle] : m_impl->fileHandles)
+            m_roleNext = std::max(m_roleNext, handle + 1);
     }
 
     std::string write() {
@@ -94,11 +97,14 @@ public:
 
 private:
     // The handle of a file object the model has no object for, the same on every save.
+    // These handles never take one from the model: objects made after a save get the
+    // handles they would have got without it; a role whose handle an object took since
+    // moves past everything.
     std::uint64_t role(const std::wstring& name) {
         auto it = m_impl->fileHandles.find(name);
         if (it != m_impl->fileHandles.end() && !m_impl->byHandle.count(it->second))
             return it->second;
-        std::uint64_t h = m_impl->nextHandle++;
+        std::uint64_t h = m_roleNext++;
         m_impl->fileHandles[name] = h;
         return h;
     }
@@ -178,7 +184,7 @@ private:
         var("$UCSYDIR");
         w.point(10, m_impl->ucsYAxis.x, m_impl->ucsYAxis.y, m_impl->ucsYAxis.z);
         var("$HANDSEED");
-        w.handle(5, m_impl->nextHandle);
+        w.handle(5, std::max(m_impl->nextHandle, m_roleNext));
         w.text(0, "ENDSEC");
     }
 
@@ -744,6 +750,7 @@ private:
 
     AcDbDatabase::Impl* m_impl;
     std::vector<AcDbStub*> m_live;
+    std::uint64_t m_roleNext = 1;
 };
 
 } // namespace
