@@ -18,6 +18,7 @@ namespace shell {
 
 void registerDrawingCommands();
 void registerWorkbookCommands();
+void registerFileCommands();
 
 namespace {
 
@@ -233,6 +234,7 @@ void Session::registerCommands() {
         L"MENUGROUPS: list the loaded menu groups");
     registerDrawingCommands();
     registerWorkbookCommands();
+    registerFileCommands();
 }
 
 } // namespace shell

@@ -19,7 +19,8 @@ enum ExitCode {
     kExitOk = 0,
     kExitUsage = 1,
     kExitScriptError = 2, // the script could not run to its end
-    kExitLoadError = 3
+    kExitLoadError = 3,
+    kExitFileError = 4 // a drawing could not be opened, updated or saved
 };
 
 // One line of a script, with its number.
@@ -39,8 +40,12 @@ public:
     bool setTranscriptFile(const std::string& path);
     void setEcho(bool echo) { m_echoToTerminal = echo; }
 
-    // Opens the first drawing and loads the plug-in; false with a message on stderr.
-    bool start(const std::wstring& pluginPath, bool loadPlugin);
+    // Opens the first drawing (a new one, or the file given) and loads the plug-in; the exit
+    // code: kExitOk, or kExitFileError / kExitLoadError after a message on stderr.
+    int start(const std::wstring& pluginPath, bool loadPlugin,
+              const std::wstring& drawingFile = L"");
+    // Loads the plug-in with no drawing open.
+    bool startWithoutDrawing(const std::wstring& pluginPath);
     // Unloads the plug-in and closes the drawings.
     void finish();
 
@@ -48,6 +53,8 @@ public:
     int runScript(const std::string& path);
     // Reads commands from the terminal until EOF or QUIT.
     int runInteractive();
+    // Runs command lines as a script named name would; the exit code.
+    int runLines(const std::vector<std::wstring>& lines, const std::string& name);
 
     std::optional<lmhost::DialogAction> nextAction(const lmhost::DialogView& view) override;
 
