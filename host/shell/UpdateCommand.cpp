@@ -147,9 +147,6 @@ int updateCommand(const std::vector<std::string>& args) {
         Snapshot before = snapshot(document->database());
         int code = session.runLines({L"Lmesh_UpdateLinkedParameters"}, lmhost::narrow(name));
         std::vector<std::wstring> lines = changes(before, snapshot(document->database()));
-        out(L"\n");
-        for (const std::wstring& line : lines)
-            out(L"  " + line + L"\n");
         std::wstring result = std::to_wstring(lines.size()) + L" changed";
         bool ok = code == kExitOk;
         if (!ok)
@@ -160,6 +157,9 @@ int updateCommand(const std::vector<std::string>& args) {
             ok = false;
             result += L"; cannot save: " + why;
         }
+        out(L"\n");
+        for (const std::wstring& line : lines)
+            out(L"  " + line + L"\n");
         out(progress + L": " + result + L"\n");
         failed += !ok;
         changedDrawings += !lines.empty();

@@ -9,12 +9,14 @@
 #include <set>
 
 #include "DxfDrawing.h"
+#include "acdocman.h"
 #include "dbapserv.h"
 #include "dbsymtb.h"
 #include "dbtable.h"
 #include "drawing/Dxf.h"
 #include "sdk/Database.h"
 #include "sdk/WideFormat.h"
+#include "sdk/control/Documents.h"
 #include "testkit/Transcript.h"
 
 namespace {
@@ -152,6 +154,56 @@ TEST_F(DxfRoundTrip, SavesReplaceTheFileAtomically) {
     EXPECT_EQ(error, L"it is a folder");
     EXPECT_FALSE(drawing::saveDxfFile(&db, lmhost::widen(path("missing/door.dxf")), error));
     EXPECT_EQ(error, L"no such file or directory");
+}
+
+// An opened drawing is announced as any drawing that becomes current, with its database
+// already the working one when it is current.
+class DocumentLog : public AcApDocManagerReactor {
+public:
+    void documentCreateStarted(AcApDocument* d) override { add(L"createStarted", d); }
+    void documentCreated(AcApDocument* d) override { add(L"created", d); }
+    void documentToBeDeactivated(AcApDocument* d) override { add(L"toBeDeactivated", d); }
+    void documentToBeActivated(AcApDocument* d) override { add(L"toBeActivated", d); }
+    void documentBecameCurrent(AcApDocument* d) override {
+        add(L"becameCurrent", d);
+        working = acdbHostApplicationServices()->workingDatabase() == d->database();
+    }
+    void documentActivated(AcApDocument* d) override { add(L"activated", d); }
+    void documentToBeDestroyed(AcApDocument* d) override { add(L"toBeDestroyed", d); }
+
+    std::vector<std::wstring> events;
+    bool working = false;
+
+private:
+    void add(const wchar_t* what, AcApDocument* d) {
+        events.push_back(std::wstring(what) + L" " + (d ? d->docTitle() : L"-"));
+    }
+};
+
+TEST_F(DxfRoundTrip, OpeningADrawingFiresWhatADrawingBecomingCurrentFires) {
+    AcDbDatabase original;
+    dxftest::buildRichDrawing(&original);
+    std::wstring error;
+    std::string file = path("door.dxf");
+    ASSERT_TRUE(drawing::saveDxfFile(&original, lmhost::widen(file), error));
+    lmhost::newDocument(L"Drawing1.dwg");
+    DocumentLog log;
+    acDocManagerPtr()->addReactor(&log);
+    drawing::DxfReport report;
+    auto db = drawing::openDxfFile(lmhost::widen(file), report, error);
+    ASSERT_TRUE(db);
+    AcDbDatabase* opened = db.get();
+    AcApDocument* doc = lmhost::openDocument(lmhost::widen(file), std::move(db));
+    EXPECT_EQ(log.events,
+              (std::vector<std::wstring>{L"createStarted door.dxf", L"created door.dxf",
+                                         L"toBeDeactivated Drawing1.dwg", L"toBeActivated door.dxf",
+                                         L"becameCurrent door.dxf", L"activated door.dxf"}));
+    EXPECT_TRUE(log.working);
+    EXPECT_EQ(doc->database(), opened);
+    EXPECT_EQ(std::wstring(doc->fileName()), lmhost::widen(file));
+    EXPECT_EQ(dxftest::describe(opened), dxftest::describe(&original));
+    lmhost::closeAllDocuments();
+    acDocManagerPtr()->removeReactor(&log);
 }
 
 } // namespace
