@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Shell.h"
+#include "Terminal.h"
 #include "sdk/WideFormat.h"
 
 int cellCommand(const std::vector<std::string>& args);
@@ -18,6 +19,7 @@ namespace {
 void usage() {
     std::cerr << "usage: linkmesh [--transcript FILE] [--quiet] [--no-load] [--plugin FILE] "
                  "[DRAWING.dxf] [SCRIPT]\n"
+                 "       linkmesh --version\n"
                  "       linkmesh cell WORKBOOK SHEET CELL... [--value]\n"
                  "       linkmesh update [--dry-run] [--plugin FILE] DRAWING.dxf...\n"
                  "Without SCRIPT, commands are read from the terminal. HELP lists the host's "
@@ -32,6 +34,7 @@ bool isDrawingFile(const std::string& path) {
 
 int main(int argc, char** argv) {
     std::setlocale(LC_ALL, "C.UTF-8");
+    shell::terminal::endOpenLineBeforeErrors();
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && args[0] == "cell")
         return cellCommand(std::vector<std::string>(args.begin() + 1, args.end()));
@@ -51,6 +54,9 @@ int main(int argc, char** argv) {
             load = false;
         } else if (a == "--quiet" || a == "-q") {
             quiet = true;
+        } else if (a == "--version") {
+            std::cout << "linkmesh " << LINKMESH_VERSION << "\n";
+            return shell::kExitOk;
         } else if (a == "--help" || a == "-h") {
             usage();
             return shell::kExitOk;
