@@ -316,30 +316,27 @@ void buildLargeDrawing(AcDbDatabase* db, int parameters, int references, int cel
     AcDbDatabase* previous = acdbHostApplicationServices()->workingDatabase();
     acdbHostApplicationServices()->setWorkingDatabase(db);
     regApp(db, L"LMESH_EXPRESSION_AD66626A");
-    regApp(db, L"LMESH_EXPRESSION_368AE0D");
     acdbHostApplicationServices()->setWorkingDatabase(previous);
+    // Links as the plug-in stores them: the workbook beside the drawing, one row each.
     for (int i = 0; i < parameters; ++i) {
         std::wstring name = L"p" + std::to_wstring(i);
-        std::wstring expression = i % 10 == 0 ? L"" : L"p" + std::to_wstring(i - 1) + L"+1";
-        AcDbObjectId id = addParameter(db, model, name.c_str(), expression.c_str(), i);
-        setXData(id, acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000,
-                                   (L"Sizes!B" + std::to_wstring(i + 2)).c_str(), 0));
+        AcDbObjectId id = addParameter(db, model, name.c_str(), std::to_wstring(i).c_str(), i);
+        setXData(id,
+                 acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000,
+                               (L"Sizes.xlsx*Sizes*$A$" + std::to_wstring(i + 1)).c_str(), 0));
     }
     AcDbObjectId door;
     drawing::addBlockDefinition(db, L"Door", door);
-    auto width = property(L"Width", AcDb::kDwgReal, AcDbEvalVariant(900.0));
-    drawing::addDynamicProperty(door, width);
+    drawing::addDynamicProperty(door, property(L"Width", AcDb::kDwgReal, AcDbEvalVariant(900.0)));
     drawing::addDynamicProperty(door, property(L"Finish", AcDb::kDwgText, AcDbEvalVariant(L"Oak")));
     for (int i = 0; i < references; ++i) {
         AcDbObjectId id;
         drawing::insertBlock(model, door, AcGePoint3d(i * 2.0, 0, 0), id);
-        AcDbDynBlockReference dynamic(id);
-        AcDbDynBlockReferencePropertyArray props;
-        dynamic.getBlockProperties(props);
-        props[0].setValue(AcDbEvalVariant(800.0 + i % 400));
-        setXData(id, acutBuildList(1001, L"LMESH_EXPRESSION_368AE0D", 1000,
-                                   (L"Width:Doors!B" + std::to_wstring(i + 2)).c_str(), 1000,
-                                   (L"Finish:Doors!C" + std::to_wstring(i + 2)).c_str(), 0));
+        setXData(id, acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000,
+                                   (L"Width:Sizes.xlsx*Sizes*$B$" + std::to_wstring(i + 1)).c_str(),
+                                   1000,
+                                   (L"Finish:Sizes.xlsx*Sizes*$C$" + std::to_wstring(i + 1)).c_str(),
+                                   0));
     }
     int columns = 10;
     AcDbObjectId table = addTable(model, std::max(1, cells / columns), columns, AcGePoint3d());

@@ -18,8 +18,9 @@ namespace dxftest {
 // (forward references, descriptions, an unnamed one), a line, UCS and text size.
 void buildRichDrawing(AcDbDatabase* db);
 
-// A drawing of the given size for the speed checks: parameters in model space (each linked
-// by xdata), block references with dynamic properties and links, one table of cells.
+// A drawing of the given size for the speed checks: parameters in model space, each linked
+// to a cell of column A of Sizes.xlsx beside the drawing (row i + 1); references of a dynamic
+// block whose Width and Finish link to columns B and C; one table of ten columns.
 void buildLargeDrawing(AcDbDatabase* db, int parameters, int references, int cells);
 
 // The content of a drawing as text, one line per fact, in the model's order.
