@@ -20,6 +20,7 @@
 #include "sdk/Database.h"
 #include "sdk/ResultBuffers.h"
 #include "sdk/WideFormat.h"
+#include "sdk/control/Editor.h"
 #include "windows.h"
 
 namespace drawing {
@@ -952,6 +953,8 @@ private:
                 fail(r->line, L"\"" + name + L"\" is no parameter name the model takes");
             variable->setDescription(r->text(302).c_str());
             variable->setValue(AcDbEvalVariant(r->real(40)));
+            if (r->integer(290))
+                lmhost::setAngularVariable(id, true);
             applyXData(variable, *r);
             variable->close();
             variables.push_back({r, id});

@@ -15,6 +15,7 @@
 #include "sdk/Database.h"
 #include "sdk/ResultBuffers.h"
 #include "sdk/WideFormat.h"
+#include "sdk/control/Editor.h"
 #include "sdk/control/SystemVariables.h"
 #include "acutads.h"
 #include "windows.h"
@@ -683,6 +684,7 @@ private:
         w.text(302, variable->description().kwszPtr());
         const AcDbEvalVariant& value = variable->value();
         w.real(40, value.restype == AcDb::kDxfReal ? value.resval.rreal : 0.0);
+        w.integer(290, lmhost::isAngularVariable(variable->objectId()) ? 1 : 0);
         writeXData(w, variable);
     }
 

@@ -308,7 +308,8 @@ void buildRichDrawing(AcDbDatabase* db) {
     }
     setXData(b, acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000, L"Sizes!C4", 0));
     addParameter(db, layout, L"Gap", L"12.5", 12.5);
-    addParameter(db, paper, L"Margin", L"pi/4", 0.78539816339744828);
+    AcDbObjectId margin = addParameter(db, paper, L"Margin", L"45", 45);
+    lmhost::setAngularVariable(margin, true);
 }
 
 void buildLargeDrawing(AcDbDatabase* db, int parameters, int references, int cells) {
@@ -321,9 +322,8 @@ void buildLargeDrawing(AcDbDatabase* db, int parameters, int references, int cel
     for (int i = 0; i < parameters; ++i) {
         std::wstring name = L"p" + std::to_wstring(i);
         AcDbObjectId id = addParameter(db, model, name.c_str(), std::to_wstring(i).c_str(), i);
-        setXData(id,
-                 acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000,
-                               (L"Sizes.xlsx*Sizes*$A$" + std::to_wstring(i + 1)).c_str(), 0));
+        setXData(id, acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000,
+                                   (L"Sizes.xlsx*Sizes*$A$" + std::to_wstring(i + 1)).c_str(), 0));
     }
     AcDbObjectId door;
     drawing::addBlockDefinition(db, L"Door", door);
@@ -332,11 +332,10 @@ void buildLargeDrawing(AcDbDatabase* db, int parameters, int references, int cel
     for (int i = 0; i < references; ++i) {
         AcDbObjectId id;
         drawing::insertBlock(model, door, AcGePoint3d(i * 2.0, 0, 0), id);
-        setXData(id, acutBuildList(1001, L"LMESH_EXPRESSION_AD66626A", 1000,
-                                   (L"Width:Sizes.xlsx*Sizes*$B$" + std::to_wstring(i + 1)).c_str(),
-                                   1000,
-                                   (L"Finish:Sizes.xlsx*Sizes*$C$" + std::to_wstring(i + 1)).c_str(),
-                                   0));
+        setXData(id, acutBuildList(
+                         1001, L"LMESH_EXPRESSION_AD66626A", 1000,
+                         (L"Width:Sizes.xlsx*Sizes*$B$" + std::to_wstring(i + 1)).c_str(), 1000,
+                         (L"Finish:Sizes.xlsx*Sizes*$C$" + std::to_wstring(i + 1)).c_str(), 0));
     }
     int columns = 10;
     AcDbObjectId table = addTable(model, std::max(1, cells / columns), columns, AcGePoint3d());
@@ -446,9 +445,10 @@ std::wstring describe(AcDbDatabase* db) {
                 out << L" " << handleText(network->getActions()[i]);
         }
         if (auto* variable = AcDbAssocVariable::cast(object))
-            out << L" parameter \"" << variable->name().str() << L"\" = \""
-                << variable->expression().str() << L"\" = " << valueText(variable->value())
-                << L" \"" << variable->description().str() << L"\"";
+            out << L" parameter "
+                << (lmhost::isAngularVariable(variable->objectId()) ? L"angular " : L"") << L"\""
+                << variable->name().str() << L"\" = \"" << variable->expression().str() << L"\" = "
+                << valueText(variable->value()) << L" \"" << variable->description().str() << L"\"";
         out << xdataText(object) << L"\n";
         object->close();
     }
