@@ -143,7 +143,7 @@ TEST_F(DrawingFiles, ThePluginsReactorsSeeAnOpenedDrawing) {
     ASSERT_EQ(made.exitCode, 0) << made.errors;
     ProgramRun r = run("TABLEDIT D B2 1000\nPARAMS\n", "'" + drawing + "'");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
-    EXPECT_NE(r.transcript.find("\nCommand: PARAMS\nwidth = 1000 = 1000\n"), std::string::npos)
+    EXPECT_NE(r.transcript.find("\nCommand: PARAMS\nwidth = 1000 = 1000.0000\n"), std::string::npos)
         << r.transcript;
 }
 
@@ -201,9 +201,10 @@ TEST_F(DrawingFiles, UpdateBringsAFolderOfDrawingsUpToDateAndADryRunTouchesNothi
               std::string::npos);
     EXPECT_NE(readFile(first), before1);
     ProgramRun opened = run("PARAMS\nPROPS 11\n", "--no-load '" + first + "'");
-    EXPECT_NE(opened.transcript.find("\nwidth = 950 = 950  \"Leaf width\"\nheight = width * 2 = "
-                                     "1900\nCommand: PROPS 11\n11: reference of Door"),
-              std::string::npos)
+    EXPECT_NE(
+        opened.transcript.find("\nwidth = 950 = 950.0000  \"Leaf width\"\nheight = width * 2 = "
+                               "1900.0000\nCommand: PROPS 11\n11: reference of Door"),
+        std::string::npos)
         << opened.transcript;
 
     // Up to date, every drawing opened, updated and saved: exit code 0, nothing changed.
