@@ -18,7 +18,12 @@ namespace shell {
 
 void registerDrawingCommands();
 void registerWorkbookCommands();
+<<<<<<< HEAD
 void registerFileCommands();
+=======
+void registerExcelCommands();
+void registerStyleCommands();
+>>>>>>> main
 
 namespace {
 
@@ -243,7 +248,12 @@ void Session::registerCommands() {
         L"MENUGROUPS: list the loaded menu groups");
     registerDrawingCommands();
     registerWorkbookCommands();
+<<<<<<< HEAD
     registerFileCommands();
+=======
+    registerExcelCommands();
+    registerStyleCommands();
+>>>>>>> main
 }
 
 } // namespace shell
