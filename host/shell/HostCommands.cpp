@@ -18,12 +18,9 @@ namespace shell {
 
 void registerDrawingCommands();
 void registerWorkbookCommands();
-<<<<<<< HEAD
 void registerFileCommands();
-=======
 void registerExcelCommands();
 void registerStyleCommands();
->>>>>>> main
 
 namespace {
 
@@ -248,12 +245,9 @@ void Session::registerCommands() {
         L"MENUGROUPS: list the loaded menu groups");
     registerDrawingCommands();
     registerWorkbookCommands();
-<<<<<<< HEAD
     registerFileCommands();
-=======
     registerExcelCommands();
     registerStyleCommands();
->>>>>>> main
 }
 
 } // namespace shell
