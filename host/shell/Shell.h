@@ -20,7 +20,8 @@ enum ExitCode {
     kExitUsage = 1,
     kExitScriptError = 2, // the script could not run to its end
     kExitLoadError = 3,
-    kExitFileError = 4 // a drawing could not be opened, updated or saved
+    kExitTranscriptError = 4, // the transcript could not be written in full
+    kExitFileError = 5        // a drawing could not be opened, updated or saved
 };
 
 // One line of a script, with its number.
@@ -48,6 +49,8 @@ public:
     bool startWithoutDrawing(const std::wstring& pluginPath);
     // Unloads the plug-in and closes the drawings.
     void finish();
+    // True once a write of the transcript failed (it was told on stderr then).
+    bool transcriptFailed() const { return !m_transcriptError.empty(); }
 
     // Runs a script; the exit code, with the failing line named on stderr.
     int runScript(const std::string& path);
@@ -80,7 +83,11 @@ private:
     bool m_interactive = false;
     bool m_echoToTerminal = true;
     bool m_quit = false;
+    void reportTranscriptFailure(int error);
+
     std::ofstream m_transcript;
+    std::string m_transcriptPath;
+    std::string m_transcriptError;
     std::deque<int> m_boxAnswers;
     std::deque<lmhost::DialogAction> m_dialogActions;
     // What went wrong inside a command that the script must stop on.

@@ -81,5 +81,7 @@ int main(int argc, char** argv) {
         return code;
     int code = script.empty() ? session.runInteractive() : session.runScript(script);
     session.finish();
+    if (session.transcriptFailed() && code == shell::kExitOk)
+        return shell::kExitTranscriptError;
     return code;
 }

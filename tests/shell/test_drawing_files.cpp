@@ -109,7 +109,7 @@ TEST_F(DrawingFiles, SaveAndOpenSayWhyTheyCannot) {
 
     // A drawing on the command line that cannot be opened ends the program at once.
     ProgramRun start = run("PARAMS\n", "--no-load '" + file("broken.dxf") + "'");
-    EXPECT_EQ(start.exitCode, 4);
+    EXPECT_EQ(start.exitCode, 5);
     EXPECT_EQ(start.errors, "linkmesh: cannot open " + file("broken.dxf") +
                                 ": line 7: the file ends after group code 10 (truncated file)\n");
 }
@@ -163,7 +163,7 @@ TEST_F(DrawingFiles, UpdateBringsAFolderOfDrawingsUpToDateAndADryRunTouchesNothi
 
     std::string files = "'" + first + "' '" + damaged + "' '" + second + "'";
     ProgramRun dry = update("--dry-run " + files);
-    EXPECT_EQ(dry.exitCode, 4) << dry.errors;
+    EXPECT_EQ(dry.exitCode, 5) << dry.errors;
     EXPECT_EQ(readFile(first), before1);
     EXPECT_EQ(readFile(second), before2);
     const std::string changes = "  width: 800 = 800 \u2192 950 = 950\n"
@@ -192,7 +192,7 @@ TEST_F(DrawingFiles, UpdateBringsAFolderOfDrawingsUpToDateAndADryRunTouchesNothi
 
     // The update itself saves each drawing it could update.
     ProgramRun real = update(files);
-    EXPECT_EQ(real.exitCode, 4);
+    EXPECT_EQ(real.exitCode, 5);
     EXPECT_NE(real.transcript.find("Finish.\nSaved " + first + ".\n" + changes +
                                    "[1/3] first.dxf: 5 changed\n"),
               std::string::npos)
