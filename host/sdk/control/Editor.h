@@ -22,6 +22,11 @@ int regenCount();
 const std::vector<AcDbObjectId>& queuedForRegen();
 void clearRegenRecord();
 
+// Selection sets made and not yet freed, and how often acedSSFree was called (for a set or
+// not), since the last reset.
+int selectionSetsHeld();
+int selectionSetFreeCalls();
+
 // Makes a space (model space or a layout's paper space) current; eInvalidInput for what
 // is no space of the database.
 Acad::ErrorStatus setCurrentSpace(AcDbDatabase* database, AcDbObjectId spaceId);
@@ -31,6 +36,11 @@ AcDbObjectId paperSpaceId(AcDbDatabase* database);
 // Lets AcDbAssocManager::initialize and AcDbAssocNetwork::getInstanceFromObject fail, as
 // they do on a host whose framework is not loaded.
 void setAssocFrameworkAvailable(bool available);
+
+// Marks a variable as the parameter of an angular constraint: its value is in degrees and
+// the host shows it by AUNITS and AUPREC. Others are shown as distances.
+void setAngularVariable(AcDbObjectId variable, bool angular);
+bool isAngularVariable(AcDbObjectId variable);
 
 // Back to a host with no input, no selection sets, no editor reactors and no records.
 void resetEditor();
