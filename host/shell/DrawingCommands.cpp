@@ -258,7 +258,8 @@ std::wstring dependentOf(AcDbDatabase* db, AcDbObjectId id, const std::wstring& 
         if (variable.openStatus() != Acad::eOk)
             continue;
         drawing::ExprError error;
-        auto parsed = drawing::Expression::parse(variable->expression().str(), error);
+        auto parsed = drawing::Expression::parse(variable->expression().str(), error,
+                                                 unitsVariable(L"LUNITS", 2));
         if (!parsed)
             continue;
         for (const std::wstring& reference : parsed->references())
