@@ -1,22 +1,45 @@
 // Modal dialogs and their controls: windows made from a module's template, data exchange,
 // message maps, and the loop that asks the dialog driver for the user's actions.
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "afxdllx.h"
+#include "afxfile.h"
+#include "acui.h"
 #include "afxwin.h"
+#include "WideFormat.h"
 #include "sdk/control/Dialogs.h"
 #include "winres.h"
 
 namespace {
 
-enum class Kind { Dialog, PushButton, CheckBox, Radio, GroupBox, List, Combo, Label, Edit };
+enum class Kind {
+    Dialog,
+    PushButton,
+    CheckBox,
+    Radio,
+    GroupBox,
+    List,
+    Combo,
+    Label,
+    Edit,
+    ListView,
+    ToolTip
+};
 
 struct Item {
     std::wstring text;
     int check = 0;
+    std::vector<std::wstring> more; // a list view's columns after the first
+};
+
+struct Column {
+    std::wstring heading;
+    int width = 0;
 };
 
 } // namespace
@@ -38,6 +61,11 @@ struct HWND__ {
     std::unique_ptr<CWnd> wrapper; // what GetDlgItem hands out otherwise
     bool ended = false;
     int result = 0;
+    std::vector<Column> columns; // list view
+    DWORD extendedStyle = 0;
+    std::wstring hint;     // the tooltip's text for this control
+    HWND__* tip = nullptr; // the tooltip that shows it
+    bool picture = false;  // a bitmap button whose picture is loaded
 };
 
 namespace {
@@ -50,6 +78,8 @@ Kind kindOf(const DLGITEMRESOURCE& item) {
         return Kind::Combo;
     if (_wcsicmp(cls.c_str(), L"EDIT") == 0)
         return Kind::Edit;
+    if (_wcsicmp(cls.c_str(), L"SysListView32") == 0)
+        return Kind::ListView;
     if (_wcsicmp(cls.c_str(), L"BUTTON") == 0) {
         switch (item.style & BS_TYPEMASK) {
         case BS_AUTOCHECKBOX:
@@ -108,7 +138,7 @@ int compareItems(const std::wstring& a, const std::wstring& b) {
 int addItem(HWND window, const wchar_t* text, bool sorted) {
     if (!window)
         return LB_ERR;
-    Item item{text ? text : L"", 0};
+    Item item{text ? text : L"", 0, {}};
     size_t at = window->items.size();
     if (sorted) {
         at = 0;
@@ -149,6 +179,10 @@ std::vector<std::wstring> describe(HWND dialog) {
         case Kind::PushButton:
             line = id + L" button " + quoted(c->text) +
                    ((c->style & BS_TYPEMASK) == BS_DEFPUSHBUTTON ? L" (default)" : L"");
+            if (c->picture)
+                line += L" (picture)";
+            if (c->tip && c->tip->enabled && !c->hint.empty())
+                line += L" hint " + quoted(c->hint);
             break;
         case Kind::CheckBox:
             line = id + L" check " + (c->check ? L"[x] " : L"[ ] ") + quoted(c->text);
@@ -157,8 +191,26 @@ std::vector<std::wstring> describe(HWND dialog) {
             line = id + L" radio " + (c->check ? L"(o) " : L"( ) ") + quoted(c->text);
             break;
         case Kind::Edit:
-            line = id + L" edit " + quoted(c->text);
+            line =
+                id + L" edit " + quoted(c->text) + (c->style & ES_READONLY ? L" (read-only)" : L"");
             break;
+        case Kind::ListView: {
+            line = id + L" list view";
+            for (size_t k = 0; k < c->columns.size(); ++k)
+                line += (k ? L" | " : L" ") + quoted(c->columns[k].heading);
+            if (c->items.empty())
+                line += L" (empty)";
+            for (size_t i = 0; i < c->items.size(); ++i) {
+                const Item& row = c->items[i];
+                line += L"\n     ";
+                line += (static_cast<int>(i) == c->selection ? L"> " : L"") + quoted(row.text);
+                for (size_t k = 1; k < c->columns.size(); ++k)
+                    line += L" | " + quoted(k - 1 < row.more.size() ? row.more[k - 1] : L"");
+            }
+            break;
+        }
+        case Kind::ToolTip:
+            continue;
         case Kind::Combo: {
             line = id + L" combo " +
                    (validIndex(c.get(), c->selection) ? quoted(c->items[c->selection].text)
@@ -316,6 +368,14 @@ void DDX_Radio(CDataExchange* pDX, int id, int& value) {
     }
 }
 
+void DDX_Text(CDataExchange* pDX, int id, CString& value) {
+    HWND c = pDX->PrepareCtrl(id);
+    if (pDX->m_bSaveAndValidate)
+        value = c->text.c_str();
+    else
+        c->text = static_cast<const wchar_t*>(value);
+}
+
 void DDX_Control(CDataExchange* pDX, int id, CWnd& control) {
     if (control.m_hWnd)
         return;
@@ -414,6 +474,20 @@ int CComboBox::GetLBText(int index, CString& text) const {
     return text.GetLength();
 }
 
+int CComboBox::FindStringExact(int start, const wchar_t* text) const {
+    if (!m_hWnd)
+        return CB_ERR;
+    int count = static_cast<int>(m_hWnd->items.size());
+    std::wstring wanted = text ? text : L"";
+    // The search runs to the end and wraps round to the start.
+    for (int k = 1; k <= count; ++k) {
+        int i = ((start < 0 ? -1 : start) + k) % count;
+        if (compareItems(m_hWnd->items[i].text, wanted) == 0)
+            return i;
+    }
+    return CB_ERR;
+}
+
 int CComboBox::GetCurSel() const {
     return m_hWnd ? m_hWnd->selection : CB_ERR;
 }
@@ -427,6 +501,165 @@ int CComboBox::SetCurSel(int index) {
     }
     m_hWnd->selection = index;
     return index;
+}
+
+// --- list view ---
+
+int CListCtrl::InsertColumn(int column, const wchar_t* heading, int, int width) {
+    if (!m_hWnd || column < 0)
+        return -1;
+    size_t at = std::min(static_cast<size_t>(column), m_hWnd->columns.size());
+    m_hWnd->columns.insert(m_hWnd->columns.begin() + static_cast<std::ptrdiff_t>(at),
+                           Column{heading ? heading : L"", width});
+    return static_cast<int>(at);
+}
+
+DWORD CListCtrl::SetExtendedStyle(DWORD style) {
+    if (!m_hWnd)
+        return 0;
+    DWORD old = m_hWnd->extendedStyle;
+    m_hWnd->extendedStyle = style;
+    return old;
+}
+
+DWORD CListCtrl::GetExtendedStyle() const {
+    return m_hWnd ? m_hWnd->extendedStyle : 0;
+}
+
+int CListCtrl::GetItemCount() const {
+    return m_hWnd ? static_cast<int>(m_hWnd->items.size()) : 0;
+}
+
+UINT CListCtrl::GetSelectedCount() const {
+    return validIndex(m_hWnd, m_hWnd ? m_hWnd->selection : -1) ? 1 : 0;
+}
+
+int CListCtrl::GetNextItem(int start, int flags) const {
+    if (!m_hWnd)
+        return -1;
+    int count = static_cast<int>(m_hWnd->items.size());
+    for (int i = start < 0 ? 0 : start + 1; i < count; ++i)
+        if (!(flags & LVNI_SELECTED) || i == m_hWnd->selection)
+            return i;
+    return -1;
+}
+
+BOOL CListCtrl::SetItemState(int row, UINT state, UINT mask) {
+    if (!validIndex(m_hWnd, row) || !(mask & LVNI_SELECTED))
+        return FALSE;
+    if (state & LVNI_SELECTED)
+        m_hWnd->selection = row;
+    else if (m_hWnd->selection == row)
+        m_hWnd->selection = -1;
+    return TRUE;
+}
+
+CString CListCtrl::GetItemText(int row, int column) const {
+    if (!validIndex(m_hWnd, row) || column < 0)
+        return CString();
+    const Item& item = m_hWnd->items[row];
+    if (column == 0)
+        return CString(item.text.c_str());
+    size_t k = static_cast<size_t>(column) - 1;
+    return CString(k < item.more.size() ? item.more[k].c_str() : L"");
+}
+
+BOOL CListCtrl::SetItemText(int row, int column, const wchar_t* text) {
+    if (!validIndex(m_hWnd, row) || column < 0 ||
+        (column > 0 && static_cast<size_t>(column) >= m_hWnd->columns.size()))
+        return FALSE;
+    Item& item = m_hWnd->items[row];
+    if (column == 0) {
+        item.text = text ? text : L"";
+        return TRUE;
+    }
+    if (item.more.size() < static_cast<size_t>(column))
+        item.more.resize(static_cast<size_t>(column));
+    item.more[static_cast<size_t>(column) - 1] = text ? text : L"";
+    return TRUE;
+}
+
+int CListCtrl::InsertItem(int row, const wchar_t* text) {
+    if (!m_hWnd || row < 0)
+        return -1;
+    size_t at = std::min(static_cast<size_t>(row), m_hWnd->items.size());
+    m_hWnd->items.insert(m_hWnd->items.begin() + static_cast<std::ptrdiff_t>(at),
+                         Item{text ? text : L"", 0, {}});
+    if (m_hWnd->selection >= static_cast<int>(at))
+        ++m_hWnd->selection;
+    return static_cast<int>(at);
+}
+
+BOOL CListCtrl::DeleteItem(int row) {
+    if (!validIndex(m_hWnd, row))
+        return FALSE;
+    m_hWnd->items.erase(m_hWnd->items.begin() + row);
+    if (m_hWnd->selection == row)
+        m_hWnd->selection = -1;
+    else if (m_hWnd->selection > row)
+        --m_hWnd->selection;
+    return TRUE;
+}
+
+BOOL CListCtrl::DeleteAllItems() {
+    if (!m_hWnd)
+        return FALSE;
+    m_hWnd->items.clear();
+    m_hWnd->selection = -1;
+    return TRUE;
+}
+
+// --- tooltips and the host's dialog classes ---
+
+BOOL CToolTipCtrl::Create(CWnd* parent, DWORD style) {
+    if (m_hWnd || !parent || !parent->m_hWnd)
+        return FALSE;
+    auto tip = std::make_unique<HWND__>();
+    tip->kind = Kind::ToolTip;
+    tip->id = -1;
+    tip->style = style;
+    tip->visible = false;
+    tip->enabled = false; // shows nothing until activated
+    tip->parent = parent->m_hWnd;
+    tip->attached = this;
+    m_hWnd = tip.get();
+    parent->m_hWnd->children.push_back(std::move(tip));
+    return TRUE;
+}
+
+BOOL CToolTipCtrl::AddTool(CWnd* tool, const wchar_t* text) {
+    if (!m_hWnd || !tool || !tool->m_hWnd)
+        return FALSE;
+    tool->m_hWnd->hint = text ? text : L"";
+    tool->m_hWnd->tip = m_hWnd;
+    return TRUE;
+}
+
+void CToolTipCtrl::Activate(BOOL active) {
+    if (m_hWnd)
+        m_hWnd->enabled = active != FALSE;
+}
+
+void CAdUiBaseDialog::BeginEditorCommand() {
+    if (m_hWnd)
+        m_hWnd->visible = false;
+}
+
+void CAdUiBaseDialog::CompleteEditorCommand(BOOL) {
+    if (m_hWnd)
+        m_hWnd->visible = true;
+}
+
+BOOL CAcUiBitmapButton::AutoLoad() {
+    if (!m_hWnd)
+        return FALSE;
+    m_hWnd->picture = true;
+    m_loaded = TRUE;
+    return TRUE;
+}
+
+int CWnd::MessageBox(const wchar_t* text, const wchar_t* caption, UINT type) {
+    return MessageBoxW(m_hWnd, text, caption, type);
 }
 
 // --- CDialog ---
@@ -530,19 +763,22 @@ std::wstring apply(CDialog& dialog, const lmhost::DialogAction& action) {
             click(dialog, c);
             return L"";
         }
-        if (c->kind != Kind::Combo && c->kind != Kind::List)
+        if (c->kind != Kind::Combo && c->kind != Kind::List && c->kind != Kind::ListView)
             return L"the control " + id + L" is no list, combo or radio";
         int index = findItem(c, action.text);
         if (index < 0)
             return L"the control " + id + L" has no item " + quoted(action.text);
         c->selection = index;
-        dialog.OnCmdMsg(static_cast<UINT>(c->id),
-                        c->kind == Kind::Combo ? CBN_SELCHANGE : LBN_SELCHANGE);
+        if (c->kind != Kind::ListView)
+            dialog.OnCmdMsg(static_cast<UINT>(c->id),
+                            c->kind == Kind::Combo ? CBN_SELCHANGE : LBN_SELCHANGE);
         return L"";
     }
     case DialogAction::Type:
         if (c->kind != Kind::Edit)
             return L"the control " + id + L" is no edit field";
+        if (c->style & ES_READONLY)
+            return L"the edit field " + id + L" is read-only";
         c->text = action.text;
         return L"";
     default:
@@ -564,14 +800,13 @@ const AFX_MSGMAP* CDialog::GetMessageMap() const {
 
 CDialog::~CDialog() = default;
 
-INT_PTR CDialog::DoModal() {
-    HINSTANCE module = AfxFindResourceHandle(m_nIDHelp);
-    const DLGRESOURCE* resource = module ? FindDialogResource(module, m_nIDHelp) : nullptr;
-    if (!resource)
-        return -1;
-    std::unique_ptr<HWND__> window = createFromTemplate(*resource);
-    m_hWnd = window.get();
-    window->attached = this;
+namespace {
+
+// Runs a dialog whose window is made: its initialisation, then the driver's actions until
+// it ends.
+INT_PTR runModal(CDialog& dialog, std::unique_ptr<HWND__> window) {
+    dialog.m_hWnd = window.get();
+    window->attached = &dialog;
     // Whatever happens, the controls' objects let go of the windows that go away.
     struct Detach {
         CDialog* dialog;
@@ -582,9 +817,9 @@ INT_PTR CDialog::DoModal() {
                     c->attached->m_hWnd = nullptr;
             dialog->m_hWnd = nullptr;
         }
-    } detach{this, window.get()};
+    } detach{&dialog, window.get()};
 
-    OnInitDialog();
+    dialog.OnInitDialog();
     std::wstring notice;
     while (!window->ended) {
         lmhost::DialogView view{window->text, describe(window.get()), notice};
@@ -593,12 +828,93 @@ INT_PTR CDialog::DoModal() {
             driver ? driver->nextAction(view) : std::nullopt;
         if (!action) {
             // With nobody left to answer, the dialog is closed as by its close box.
-            OnCancel();
+            dialog.OnCancel();
             break;
         }
-        notice = apply(*this, *action);
+        // As the framework's window procedure does, an exception a handler lets go is
+        // reported and the dialog goes on.
+        try {
+            notice = apply(dialog, *action);
+        } catch (CException* e) {
+            e->ReportError();
+            e->Delete();
+            notice.clear();
+        }
     }
     return window->result;
+}
+
+} // namespace
+
+INT_PTR CDialog::DoModal() {
+    HINSTANCE module = AfxFindResourceHandle(m_nIDHelp);
+    const DLGRESOURCE* resource = module ? FindDialogResource(module, m_nIDHelp) : nullptr;
+    if (!resource)
+        return -1;
+    return runModal(*this, createFromTemplate(*resource));
+}
+
+// --- file dialogs ---
+
+CFileDialog::CFileDialog(BOOL openFileDialog, const wchar_t* defaultExtension,
+                         const wchar_t* fileName, DWORD flags, const wchar_t* filter, CWnd* parent,
+                         DWORD, BOOL)
+    : CDialog(0, parent), m_bOpenFileDialog(openFileDialog), m_flags(flags),
+      m_defaultExtension(defaultExtension ? defaultExtension : L""),
+      m_fileName(fileName ? fileName : L""), m_filter(filter ? filter : L"") {}
+
+INT_PTR CFileDialog::DoModal() {
+    auto dialog = std::make_unique<HWND__>();
+    dialog->kind = Kind::Dialog;
+    dialog->text = m_bOpenFileDialog ? L"Open" : L"Save As";
+    auto add = [&dialog](Kind kind, int id, const std::wstring& text, DWORD style) {
+        auto c = std::make_unique<HWND__>();
+        c->kind = kind;
+        c->id = id;
+        c->text = text;
+        c->style = style;
+        c->parent = dialog.get();
+        dialog->children.push_back(std::move(c));
+    };
+    add(Kind::Label, -1, L"File name:", 0);
+    add(Kind::Edit, IDC_FILE_NAME, static_cast<const wchar_t*>(m_fileName), 0);
+    // The filter's first description: "Text (*.txt)|*.txt||".
+    std::wstring filter = static_cast<const wchar_t*>(m_filter);
+    std::wstring type = filter.substr(0, filter.find(L'|'));
+    if (!type.empty())
+        add(Kind::Label, -1, (m_bOpenFileDialog ? L"Files of type: " : L"Save as type: ") + type,
+            0);
+    add(Kind::PushButton, IDOK, m_bOpenFileDialog ? L"Open" : L"Save", BS_DEFPUSHBUTTON);
+    add(Kind::PushButton, IDCANCEL, L"Cancel", 0);
+    m_path.Empty();
+    return runModal(*this, std::move(dialog));
+}
+
+void CFileDialog::OnOK() {
+    CString typed;
+    if (CWnd* field = GetDlgItem(IDC_FILE_NAME))
+        field->GetWindowText(typed);
+    typed.Trim();
+    if (typed.IsEmpty())
+        return;
+    std::wstring path = static_cast<const wchar_t*>(typed);
+    size_t slash = path.find_last_of(L"/\\");
+    std::wstring leaf = slash == std::wstring::npos ? path : path.substr(slash + 1);
+    // A typed name without an extension gets the default one, unless it names something
+    // that is there as typed.
+    if (leaf.find(L'.') == std::wstring::npos && !m_defaultExtension.IsEmpty() &&
+        ::access(lmhost::narrow(path).c_str(), F_OK) != 0) {
+        leaf += L"." + std::wstring(static_cast<const wchar_t*>(m_defaultExtension));
+        path += L"." + std::wstring(static_cast<const wchar_t*>(m_defaultExtension));
+    }
+    if (!m_bOpenFileDialog && (m_flags & OFN_OVERWRITEPROMPT) &&
+        ::access(lmhost::narrow(path).c_str(), F_OK) == 0) {
+        std::wstring question = leaf + L" already exists.\nDo you want to replace it?";
+        if (MessageBox(question.c_str(), L"Confirm Save As", MB_YESNO | MB_ICONWARNING) != IDYES)
+            return;
+    }
+    m_path = path.c_str();
+    EndDialog(IDOK);
 }
 
 void CDialog::EndDialog(int result) {

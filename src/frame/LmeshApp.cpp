@@ -6,15 +6,13 @@
 #include "links/LiveRefresh.h"
 #include "links/UpdateCommand.h"
 #include "support/Registry.h"
+#include "ui/ParametersManagerDialog.h"
 
 namespace {
 
 // Writing back to the workbooks is deliberately not offered: the command exists and does
 // nothing at all.
 void writeLinkedParametersToSource() {}
-
-// The manager dialog joins the table as it is built; until then its command returns at once.
-void linkParameters() {}
 
 } // namespace
 

@@ -79,7 +79,43 @@ const DLGRESOURCE kImportDialog = {IDD_IMPORT_PARAMETERS,
                                    kImportItems,
                                    static_cast<int>(sizeof kImportItems / sizeof *kImportItems)};
 
+constexpr DWORD kPushButton = BS_PUSHBUTTON | WS_TABSTOP | kShown;
+constexpr DWORD kPictureButton = BS_OWNERDRAW | WS_TABSTOP | kShown;
+constexpr DWORD kShownField =
+    ES_LEFT | ES_AUTOHSCROLL | ES_READONLY | WS_BORDER | WS_TABSTOP | kShown;
+
+const DLGITEMRESOURCE kManagerItems[] = {
+    {L"STATIC", L"Block Name:", -1, kLabel, 21, 9, 42, 8},
+    {L"EDIT", L"", IDC_BLOCK_NAME, kShownField, 69, 7, 68, 14},
+    {L"STATIC", L"Parameter Name:", -1, SS_RIGHT | kShown, 142, 9, 56, 8},
+    {L"COMBOBOX", L"", IDC_PARAMETER_COMBO,
+     CBS_DROPDOWNLIST | CBS_SORT | WS_VSCROLL | WS_TABSTOP | kShown, 202, 7, 125, 76},
+    {L"BUTTON", L"Pick a dynamic block.", IDC_PICK_DYNAMIC_BLOCK, kPictureButton, 341, 7, 16, 16},
+    {L"BUTTON", L"Add", IDC_ADD_LINK, kPushButton, 406, 7, 50, 14},
+    {L"STATIC", L"Cell Expression:", -1, kLabel, 13, 33, 50, 8},
+    {L"EDIT", L"", IDC_CELL_EXPRESSION, kShownField, 69, 31, 257, 14},
+    {L"BUTTON", L"Pick a cell from AutoCAD table", IDC_PICK_TABLE_CELL, kPictureButton, 341, 29, 16,
+     16},
+    {L"BUTTON", L"PICK_EXCEL_CELL", IDC_PICK_EXCEL_CELL, kPictureButton, 362, 29, 16, 16},
+    {L"BUTTON", L"Remove", IDC_REMOVE_LINK, kPushButton, 406, 30, 50, 14},
+    {L"SysListView32", L"", IDC_LINKS_LIST,
+     LVS_REPORT | LVS_SINGLESEL | LVS_ALIGNLEFT | WS_BORDER | WS_TABSTOP | kShown, 7, 55, 449, 170},
+    {L"BUTTON", L"Remove All Links", IDC_REMOVE_ALL_LINKS, kPushButton, 7, 236, 71, 14},
+    {L"BUTTON", L"Export Links", IDC_EXPORT_LINKS, kPushButton, 114, 236, 50, 14},
+    {L"BUTTON", L"Import Links", IDC_IMPORT_LINKS, kPushButton, 201, 236, 50, 14},
+    {L"BUTTON", L"Update Parameters", IDOK, kPushButton, 287, 236, 82, 14},
+    {L"BUTTON", L"Close", IDCANCEL, kPushButton, 406, 236, 50, 14},
+};
+
+const DLGRESOURCE kManagerDialog = {IDD_PARAMETERS_MANAGER,
+                                    L"Parameter Links Manager",
+                                    463,
+                                    257,
+                                    kManagerItems,
+                                    static_cast<int>(sizeof kManagerItems / sizeof *kManagerItems)};
+
 DIALOG_RESOURCE(kExportDialog);
+DIALOG_RESOURCE(kManagerDialog);
 DIALOG_RESOURCE(kImportDialog);
 
 } // namespace

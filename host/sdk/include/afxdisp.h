@@ -13,6 +13,8 @@ public:
     explicit CException(BOOL autoDelete) : m_bAutoDelete(autoDelete) {}
     void Delete();
     virtual BOOL GetErrorMessage(LPTSTR error, UINT maxError, UINT* helpContext = nullptr) const;
+    // Shows the text of GetErrorMessage in a message box of that style; the box's answer.
+    virtual int ReportError(UINT type = MB_OK, UINT messageId = 0);
 
 protected:
     BOOL m_bAutoDelete = TRUE;

@@ -26,6 +26,20 @@
 #define SS_LEFT 0x0L
 #define SS_RIGHT 0x2L
 #define SS_ETCHEDHORZ 0x10L
+#define WS_BORDER 0x00800000L
+#define WS_VSCROLL 0x00200000L
+#define BS_OWNERDRAW 0xBL
+#define ES_LEFT 0x0L
+#define ES_AUTOHSCROLL 0x0080L
+#define ES_READONLY 0x0800L
+#define LVS_REPORT 0x0001L
+#define LVS_SINGLESEL 0x0004L
+#define LVS_ALIGNLEFT 0x0800L
+#define LVS_EX_GRIDLINES 0x00000001L
+#define LVS_EX_FULLROWSELECT 0x00000020L
+#define LVCFMT_LEFT 0x0000
+#define LVNI_ALL 0x0000
+#define LVNI_SELECTED 0x0002
 
 #define SW_HIDE 0
 #define SW_SHOW 5
@@ -117,6 +131,9 @@ public:
     // Sends a control's notification through the message maps; TRUE if a handler took it.
     BOOL OnCmdMsg(UINT id, UINT code);
 
+    // A message box owned by this window.
+    int MessageBox(const wchar_t* text, const wchar_t* caption = nullptr, UINT type = 0);
+
     HWND m_hWnd = nullptr;
 
 protected:
@@ -143,6 +160,8 @@ public:
 void DDX_Check(CDataExchange* pDX, int id, int& value);
 // The index of the checked radio in the group that starts at id; -1 when none is checked.
 void DDX_Radio(CDataExchange* pDX, int id, int& value);
+// The text of an edit field.
+void DDX_Text(CDataExchange* pDX, int id, CString& value);
 // Attaches a control object to the dialog's control of that id, once.
 void DDX_Control(CDataExchange* pDX, int id, CWnd& control);
 
@@ -178,9 +197,39 @@ public:
     int AddString(const wchar_t* text);
     void ResetContent();
     int GetLBText(int index, CString& text) const;
+    // The index of the entry equal to text without regard to case, searching after `start`
+    // (-1 for the whole list); CB_ERR when none.
+    int FindStringExact(int start, const wchar_t* text) const;
     int GetCurSel() const;
     // CB_ERR for an index outside the list, which also clears the selection.
     int SetCurSel(int index);
+};
+
+// A list view in report view: rows of texts under columns, one selected row at most.
+class CListCtrl : public CWnd {
+public:
+    int InsertColumn(int column, const wchar_t* heading, int format = LVCFMT_LEFT, int width = -1);
+    DWORD SetExtendedStyle(DWORD style);
+    DWORD GetExtendedStyle() const;
+    int GetItemCount() const;
+    UINT GetSelectedCount() const;
+    // The next row after `start` (-1 for the first) with the state asked; -1 when none.
+    int GetNextItem(int start, int flags) const;
+    BOOL SetItemState(int row, UINT state, UINT mask);
+    CString GetItemText(int row, int column) const;
+    BOOL SetItemText(int row, int column, const wchar_t* text);
+    // Inserts a row with column 0's text; its index, or -1.
+    int InsertItem(int row, const wchar_t* text);
+    BOOL DeleteItem(int row);
+    BOOL DeleteAllItems();
+};
+
+// A hint shown when the pointer rests on a control.
+class CToolTipCtrl : public CWnd {
+public:
+    BOOL Create(CWnd* parent, DWORD style = 0);
+    BOOL AddTool(CWnd* tool, const wchar_t* text);
+    void Activate(BOOL active);
 };
 
 class CDialog : public CWnd {
