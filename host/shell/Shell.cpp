@@ -25,6 +25,7 @@
 #include "sdk/control/Input.h"
 #include "sdk/control/Menus.h"
 #include "sdk/control/SystemVariables.h"
+#include "spreadsheet/ExcelControl.h"
 #include "windows.h"
 
 namespace shell {
@@ -415,7 +416,13 @@ lmhost::CommandResult Session::runCommandLine(const std::wstring& line) {
     std::vector<std::wstring> words = lmhost::splitCommandLine(line);
     std::wstring name = words[0];
     words.erase(words.begin());
-    return lmhost::runCommand(name, words);
+    lmhost::CommandResult result = lmhost::runCommand(name, words);
+    // Results the spreadsheet substitute could not calculate are not presented as current.
+    for (const excelhost::StaleRead& r : excelhost::takeStaleReads())
+        lmhost::print(L"\n" + r.sheet + L"!" + r.cell + L" of " + r.workbook + L" may be stale (" +
+                      r.why +
+                      L"); the spreadsheet program recalculates it when it opens the workbook.");
+    return result;
 }
 
 void Session::runQueuedExpressions() {
