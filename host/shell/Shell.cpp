@@ -1,5 +1,7 @@
 #include "Shell.h"
 
+#include "DrawingFiles.h"
+#include "ScriptReader.h"
 #include "Terminal.h"
 
 #include <readline/history.h>
@@ -7,8 +9,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <cwctype>
 #include <iostream>
 
@@ -179,8 +183,17 @@ Session::~Session() {
 }
 
 bool Session::setTranscriptFile(const std::string& path) {
+    m_transcriptPath = path;
     m_transcript.open(path, std::ios::binary | std::ios::trunc);
     return static_cast<bool>(m_transcript);
+}
+
+void Session::reportTranscriptFailure(int error) {
+    // Told once, at once; the session goes on, and its exit code says so at the end.
+    m_transcriptError = error ? std::strerror(error) : "the write failed";
+    std::cerr << "linkmesh: cannot write the transcript " << m_transcriptPath << ": "
+              << m_transcriptError << "\n";
+    m_transcript.close();
 }
 
 void Session::output(const std::wstring& text, bool toTerminal) {
@@ -190,8 +203,11 @@ void Session::output(const std::wstring& text, bool toTerminal) {
         std::cout.flush();
     }
     if (m_transcript.is_open()) {
+        errno = 0;
         m_transcript << bytes;
         m_transcript.flush();
+        if (!m_transcript)
+            reportTranscriptFailure(errno);
     }
 }
 
@@ -202,10 +218,24 @@ std::wstring Session::pluginBesideProgram() {
     return lmhost::widen(path.substr(0, path.rfind('/') + 1) + "Linkmesh.so");
 }
 
-bool Session::start(const std::wstring& pluginPath, bool loadPlugin) {
-    lmhost::newDocument(L"Drawing1.dwg");
+int Session::start(const std::wstring& pluginPath, bool loadPlugin,
+                   const std::wstring& drawingFile) {
+    if (drawingFile.empty()) {
+        lmhost::newDocument(L"Drawing1.dwg");
+    } else {
+        std::wstring why, path = absolutePath(drawingFile);
+        if (!openDrawing(path, why)) {
+            std::cerr << "linkmesh: cannot open " << lmhost::narrow(path) << ": "
+                      << lmhost::narrow(why) << "\n";
+            return kExitFileError;
+        }
+    }
     if (!loadPlugin)
-        return true;
+        return kExitOk;
+    return startWithoutDrawing(pluginPath) ? kExitOk : kExitLoadError;
+}
+
+bool Session::startWithoutDrawing(const std::wstring& pluginPath) {
     std::wstring error;
     if (!lmhost::loadApplication(pluginPath, error)) {
         std::cerr << "linkmesh: " << lmhost::narrow(error) << "\n";
@@ -221,6 +251,12 @@ void Session::finish() {
     lmhost::closeAllDocuments();
     lmhost::unloadAllApplications();
     output(L"\n");
+    if (m_transcript.is_open()) {
+        errno = 0;
+        m_transcript.close();
+        if (m_transcript.fail())
+            reportTranscriptFailure(errno);
+    }
 }
 
 int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
@@ -439,26 +475,36 @@ void Session::runQueuedExpressions() {
 }
 
 int Session::runScript(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        std::cerr << "linkmesh: cannot open the script " << path << "\n";
-        return kExitUsage;
+    std::vector<RawScriptLine> raw;
+    ScriptReadError error;
+    if (!readScriptFile(path, raw, error)) {
+        if (!error.opened) {
+            std::cerr << "linkmesh: cannot open the script " << path << "\n";
+            return kExitUsage;
+        }
+        if (error.line == 0) {
+            std::cerr << "linkmesh: cannot read the script " << path << ": " << error.reason
+                      << "\n";
+            return kExitUsage;
+        }
+        std::cerr << "linkmesh: " << path << ":" << error.line << ": " << error.reason << "\n";
+        return kExitScriptError;
     }
     std::vector<ScriptLine> lines;
-    std::string raw;
-    int number = 0;
-    while (std::getline(in, raw)) {
-        ++number;
-        if (raw.size() > 65536) {
-            std::cerr << "linkmesh: " << path << ":" << number << ": the line is too long\n";
-            return kExitScriptError;
-        }
-        std::wstring text = trim(lmhost::widen(raw));
+    for (const RawScriptLine& line : raw) {
+        std::wstring text = trim(lmhost::widen(line.text));
         if (text.empty() || text[0] == L'#')
             continue;
-        lines.push_back({number, text});
+        lines.push_back({line.number, text});
     }
     return runScriptLines(lines, path);
+}
+
+int Session::runLines(const std::vector<std::wstring>& lines, const std::string& name) {
+    std::vector<ScriptLine> script;
+    for (size_t i = 0; i < lines.size(); ++i)
+        script.push_back({static_cast<int>(i + 1), lines[i]});
+    return runScriptLines(script, name);
 }
 
 int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::string& scriptName) {

@@ -19,7 +19,9 @@ enum ExitCode {
     kExitOk = 0,
     kExitUsage = 1,
     kExitScriptError = 2, // the script could not run to its end
-    kExitLoadError = 3
+    kExitLoadError = 3,
+    kExitTranscriptError = 4, // the transcript could not be written in full
+    kExitFileError = 5        // a drawing could not be opened, updated or saved
 };
 
 // One line of a script, with its number.
@@ -39,15 +41,23 @@ public:
     bool setTranscriptFile(const std::string& path);
     void setEcho(bool echo) { m_echoToTerminal = echo; }
 
-    // Opens the first drawing and loads the plug-in; false with a message on stderr.
-    bool start(const std::wstring& pluginPath, bool loadPlugin);
+    // Opens the first drawing (a new one, or the file given) and loads the plug-in; the exit
+    // code: kExitOk, or kExitFileError / kExitLoadError after a message on stderr.
+    int start(const std::wstring& pluginPath, bool loadPlugin,
+              const std::wstring& drawingFile = L"");
+    // Loads the plug-in with no drawing open.
+    bool startWithoutDrawing(const std::wstring& pluginPath);
     // Unloads the plug-in and closes the drawings.
     void finish();
+    // True once a write of the transcript failed (it was told on stderr then).
+    bool transcriptFailed() const { return !m_transcriptError.empty(); }
 
     // Runs a script; the exit code, with the failing line named on stderr.
     int runScript(const std::string& path);
     // Reads commands from the terminal until EOF or QUIT.
     int runInteractive();
+    // Runs command lines as a script named name would; the exit code.
+    int runLines(const std::vector<std::wstring>& lines, const std::string& name);
 
     std::optional<lmhost::DialogAction> nextAction(const lmhost::DialogView& view) override;
 
@@ -73,7 +83,11 @@ private:
     bool m_interactive = false;
     bool m_echoToTerminal = true;
     bool m_quit = false;
+    void reportTranscriptFailure(int error);
+
     std::ofstream m_transcript;
+    std::string m_transcriptPath;
+    std::string m_transcriptError;
     std::deque<int> m_boxAnswers;
     std::deque<lmhost::DialogAction> m_dialogActions;
     // What went wrong inside a command that the script must stop on.
