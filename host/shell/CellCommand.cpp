@@ -65,12 +65,16 @@ int cellCommand(const std::vector<std::string>& args) {
             sheet = &book->sheet(static_cast<size_t>(name->sheet));
             ref = name->range.first;
         }
-        if (sheet->load() != spreadsheet::Status::Ok) {
+        // Reading the cell may find the sheet hostile (a row nested too deep), so the
+        // sheet's state is asked after the read as well.
+        std::string text = lmhost::narrow(sheet->text(ref.row, ref.col));
+        if (spreadsheet::Status st = sheet->load(); st != spreadsheet::Status::Ok) {
             std::cerr << "linkmesh: the sheet \"" << lmhost::narrow(sheet->name())
-                      << "\" cannot be read\n";
+                      << "\" cannot be read: " << lmhost::narrow(spreadsheet::statusText(st))
+                      << "\n";
             return shell::kExitScriptError;
         }
-        std::string line = words[i] + "\t" + lmhost::narrow(sheet->text(ref.row, ref.col));
+        std::string line = words[i] + "\t" + text;
         if (withValue) {
             spreadsheet::CellValue v = sheet->value(ref.row, ref.col);
             std::string stored =
