@@ -1495,9 +1495,8 @@ std::string serialize(const pugi::xml_document& doc) {
 std::wstring Workbook::lockHolder(const std::wstring& path) {
     OwnerFile probe;
     std::wstring holder;
-    return probe.acquire(std::filesystem::path(path).string(), holder) == Status::Locked
-               ? holder
-               : L"";
+    return probe.acquire(std::filesystem::path(path).string(), holder) == Status::Locked ? holder
+                                                                                         : L"";
 }
 
 Status Workbook::saveAs(const std::wstring& path) {

@@ -236,8 +236,7 @@ Status OwnerFile::acquire(const std::string& workbookPath, std::wstring& holder)
     release();
     std::string path = pathFor(workbookPath);
     for (int attempt = 0; attempt < 8; ++attempt) {
-        int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                        0666);
+        int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
         if (fd < 0) {
             // A folder we may not write to: nobody can save there, so nobody needs telling.
             if (errno == EACCES || errno == EROFS || errno == EPERM)
@@ -256,8 +255,7 @@ Status OwnerFile::acquire(const std::string& workbookPath, std::wstring& holder)
         }
         // The holder before us may have removed the file between our open and our lock.
         struct stat now {};
-        if (::stat(path.c_str(), &now) != 0 || now.st_ino != st.st_ino ||
-            now.st_dev != st.st_dev) {
+        if (::stat(path.c_str(), &now) != 0 || now.st_ino != st.st_ino || now.st_dev != st.st_dev) {
             ::close(fd);
             continue;
         }

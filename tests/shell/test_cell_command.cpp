@@ -189,13 +189,13 @@ TEST_F(ShellCellCommand, WorkbookCommandsSayWhyAFileIsRefused) {
             nested + "</is></c></row></sheetData></worksheet>");
     hostile.write(deep);
     std::string locked = workbook().string();
-    fs::permissions(workbook(), fs::perms::owner_read | fs::perms::group_read |
-                                    fs::perms::others_read);
+    fs::permissions(workbook(),
+                    fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
     std::string before = readFile(workbook());
     std::string fifo = (m_dir / "pipe.xlsx").string();
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
-    ProgramRun r = type("XLSET " + deep + " Sizes A1 5\n" + "XLSET " + locked +
-                            " Sizes A1 5\n" + "XLSAVEAS " + locked + " " + fifo + "\n",
+    ProgramRun r = type("XLSET " + deep + " Sizes A1 5\n" + "XLSET " + locked + " Sizes A1 5\n" +
+                            "XLSAVEAS " + locked + " " + fifo + "\n",
                         "--no-load");
     EXPECT_EQ(r.transcript,
               "\nCommand: XLSET " + deep + " Sizes A1 5\nCannot save " + deep +

@@ -223,20 +223,20 @@ TEST(BadFiles, PartsWithTooManyElementsAreTooLarge) {
     std::string empties;
     for (int i = 0; i < 20000; ++i)
         empties += "<x/>";
-    EXPECT_EQ(sheetStatus(sheetWith("<row r=\"1\"><c r=\"A1\"><v>1</v></c></row>" + empties),
-                          limits),
-              Status::TooManyNodes);
+    EXPECT_EQ(
+        sheetStatus(sheetWith("<row r=\"1\"><c r=\"A1\"><v>1</v></c></row>" + empties), limits),
+        Status::TooManyNodes);
     // Attributes count as well.
     std::string attributes = "<row r=\"1\"><c r=\"A1\"";
     for (int i = 0; i < 20000; ++i)
         attributes += " a" + std::to_string(i) + "=\"\"";
     EXPECT_EQ(sheetStatus(sheetWith(attributes + "><v>1</v></c></row>"), limits),
               Status::TooManyNodes);
-    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/styles.xml", "<styleSheet>" + empties +
-                                                                 "</styleSheet>")
-                             .bytes(),
-                         limits),
-              Status::TooManyNodes);
+    EXPECT_EQ(
+        openStatus(
+            XlsxBuilder().part("xl/styles.xml", "<styleSheet>" + empties + "</styleSheet>").bytes(),
+            limits),
+        Status::TooManyNodes);
     // A row read by itself is held to the same count.
     XlsxBuilder b;
     b.number("A1", 1).part("xl/worksheets/sheet1.xml",
