@@ -19,6 +19,25 @@ std::string lowerAscii(std::string s) {
     return s;
 }
 
+// An upper bound of the nodes the parser makes: every tag start that is no end tag, and
+// every '=' (attributes). Text of simple elements is held in the element itself.
+std::size_t countNodes(std::string_view text, std::size_t stopAfter) {
+    std::size_t n = 0;
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (n <= stopAfter && (p = static_cast<const char*>(std::memchr(p, '<', end - p)))) {
+        ++p;
+        if (p < end && *p != '/')
+            ++n;
+    }
+    p = text.data();
+    while (n <= stopAfter && (p = static_cast<const char*>(std::memchr(p, '=', end - p)))) {
+        ++p;
+        ++n;
+    }
+    return n;
+}
+
 } // namespace
 
 Package::~Package() {
@@ -87,10 +106,11 @@ Status Package::read(const std::string& part, std::string& out) {
     zip_file_t* f = zip_fopen_index(m_zip, it->second, 0);
     if (!f)
         return Status::NotAZip;
-    // First read the declared size at once (plus one byte to see a lie), then in steps.
-    std::size_t chunk =
-        std::clamp<std::size_t>(out.capacity() + 1, 4096, m_limits.maxPartBytes + 1);
+    // Read in steps of at most 16 MB into the room reserved for the declared size, so that
+    // the node count can stop a hostile part early.
+    std::size_t chunk = std::clamp<std::size_t>(out.capacity() + 1, 4096, std::size_t(16) << 20);
     Status status = Status::Ok;
+    std::size_t nodes = 0;
     for (;;) {
         std::size_t have = out.size();
         std::size_t room = m_limits.maxPartBytes - std::min(have, m_limits.maxPartBytes) + 1;
@@ -108,9 +128,16 @@ Status Package::read(const std::string& part, std::string& out) {
             status = Status::TooLarge;
             break;
         }
+        // Nodes are counted as they come, so that a part of empty elements stops long
+        // before its bytes reach the size cap.
+        nodes += countNodes(std::string_view(out).substr(have), m_limits.maxXmlNodes);
+        if (nodes > m_limits.maxXmlNodes) {
+            status = Status::TooManyNodes;
+            break;
+        }
         if (got == 0)
             break;
-        chunk = 1 << 20;
+        chunk = std::size_t(4) << 20;
     }
     zip_fclose(f);
     if (status != Status::Ok) {
@@ -226,25 +253,6 @@ std::string buildZip(const std::vector<std::pair<std::string, std::string>>& par
 }
 
 namespace {
-
-// An upper bound of the nodes the parser makes: every tag start that is no end tag, and
-// every '=' (attributes). Text of simple elements is held in the element itself.
-std::size_t countNodes(std::string_view text, std::size_t stopAfter) {
-    std::size_t n = 0;
-    const char* p = text.data();
-    const char* const end = p + text.size();
-    while (n <= stopAfter && (p = static_cast<const char*>(std::memchr(p, '<', end - p)))) {
-        ++p;
-        if (p < end && *p != '/')
-            ++n;
-    }
-    p = text.data();
-    while (n <= stopAfter && (p = static_cast<const char*>(std::memchr(p, '=', end - p)))) {
-        ++p;
-        ++n;
-    }
-    return n;
-}
 
 // Deepest nesting of the document, walked without recursion; stops past `limit`.
 std::size_t depthOf(const pugi::xml_document& doc, std::size_t limit) {

@@ -238,8 +238,10 @@ Status OwnerFile::acquire(const std::string& workbookPath, std::wstring& holder)
     for (int attempt = 0; attempt < 8; ++attempt) {
         int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666);
         if (fd < 0) {
-            // A folder we may not write to: nobody can save there, so nobody needs telling.
-            if (errno == EACCES || errno == EROFS || errno == EPERM)
+            // A folder that is missing or that we may not write to: nobody can save a
+            // workbook there, so nobody needs telling.
+            if (errno == EACCES || errno == EROFS || errno == EPERM || errno == ENOENT ||
+                errno == ENOTDIR)
                 return Status::Ok;
             return Status::WriteFailed;
         }
