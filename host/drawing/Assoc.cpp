@@ -4,9 +4,15 @@
 #include "AcDbAssocManager.h"
 #include "AcDbAssocNetwork.h"
 #include "AcDbAssocVariable.h"
+#include "acedads.h"
+#include "acutads.h"
+#include "drawing/ExpressionFunctions.h"
 #include "drawing/ParameterExpression.h"
 #include "sdk/Database.h"
 #include "sdk/control/Editor.h"
+
+#include <cmath>
+#include <optional>
 
 ACRX_DEFINE_MEMBERS(AcDbAssocManager, AcDbObject)
 ACRX_DEFINE_MEMBERS(AcDbAssocAction, AcDbObject)
@@ -78,6 +84,27 @@ AcDbAssocNetwork* networkOf(const AcDbAssocVariable* variable) {
     return AcDbAssocNetwork::cast(stub->object);
 }
 
+// The drawing's LUNITS, which decides how distances in expressions read.
+int linearUnits() {
+    resbuf rb{};
+    if (acedGetVar(L"LUNITS", &rb) == RTNORM && rb.restype == RTSHORT)
+        return rb.resval.rint;
+    if (rb.restype == RTSTR)
+        acutDelString(rb.resval.rstring);
+    return 2;
+}
+
+// The network's parameters, reading expressions in the present units.
+drawing::ParameterSet& parametersOf(AcDbAssocNetwork* network) {
+    drawing::ParameterSet& parameters = network->data()->parameters;
+    parameters.setLinearUnits(linearUnits());
+    return parameters;
+}
+
+std::optional<drawing::Expression> parseAlone(const AcString& text, drawing::ExprError& error) {
+    return drawing::Expression::parse(text.str(), error, linearUnits());
+}
+
 // Numbers only: a parameter's value is a real.
 bool numberOf(const AcDbEvalVariant& value, double& number) {
     switch (value.restype) {
@@ -126,6 +153,16 @@ void lmhost::setAssocFrameworkAvailable(bool available) {
     g_frameworkAvailable = available;
 }
 
+AcDbAssocStatus AcDbAssocAction::status() const {
+    assertReadEnabled();
+    auto* variable = AcDbAssocVariable::cast(this);
+    AcDbAssocNetwork* network = variable ? networkOf(variable) : nullptr;
+    if (network && network->data()->parameters.lastStatus(variable->data()->parameter) !=
+                       drawing::ExprStatus::ok)
+        return kFailedToEvaluateAssocStatus;
+    return kIsUpToDateAssocStatus;
+}
+
 AcDbObjectId AcDbAssocAction::owningNetwork() const {
     AcDbStub* stub = ownerId().stub();
     return stub && stub->object && AcDbAssocNetwork::cast(stub->object) ? ownerId()
@@ -164,7 +201,7 @@ Acad::ErrorStatus AcDbAssocNetwork::addAction(const AcDbObjectId& actionId, bool
         drawing::ExprError error;
         drawing::VariableId parameter = drawing::kNoVariable;
         drawing::ExprStatus status =
-            m_data->parameters.add(v.name.str(), v.expression.str(), parameter, error);
+            parametersOf(this).add(v.name.str(), v.expression.str(), parameter, error);
         if (status != drawing::ExprStatus::ok)
             return statusOf(status);
         double number = 0;
@@ -308,13 +345,13 @@ Acad::ErrorStatus AcDbAssocVariable::validateNameAndExpression(const AcString& n
     assertReadEnabled();
     drawing::ExprError error;
     if (AcDbAssocNetwork* network = networkOf(this)) {
-        network->data()->parameters.check(m_data->parameter, name.str(), expression.str(), error);
+        parametersOf(network).check(m_data->parameter, name.str(), expression.str(), error);
         return report(error, errorMessage);
     }
     // In no network there is nothing to reference.
     if (drawing::validateName(name.str(), error) != drawing::ExprStatus::ok)
         return report(error, errorMessage);
-    auto parsed = drawing::Expression::parse(expression.str(), error);
+    auto parsed = parseAlone(expression, error);
     if (parsed && !parsed->references().empty())
         error = {drawing::ExprStatus::unknownName,
                  L"Unknown name \"" + parsed->references().front() + L"\""};
@@ -326,8 +363,8 @@ Acad::ErrorStatus AcDbAssocVariable::setName(const AcString& newName, bool updat
         return Acad::eNotOpenForWrite;
     drawing::ExprError error;
     if (AcDbAssocNetwork* network = networkOf(this)) {
-        drawing::ExprStatus status = network->data()->parameters.rename(
-            m_data->parameter, newName.str(), updateReferences, error);
+        drawing::ExprStatus status =
+            parametersOf(network).rename(m_data->parameter, newName.str(), updateReferences, error);
         if (status != drawing::ExprStatus::ok)
             return statusOf(status);
     } else {
@@ -346,11 +383,11 @@ Acad::ErrorStatus AcDbAssocVariable::setExpression(const AcString& newExpression
         return Acad::eNotOpenForWrite;
     drawing::ExprError error;
     if (AcDbAssocNetwork* network = networkOf(this)) {
-        if (network->data()->parameters.setExpression(m_data->parameter, newExpression.str(),
-                                                      error) != drawing::ExprStatus::ok)
+        if (parametersOf(network).setExpression(m_data->parameter, newExpression.str(), error) !=
+            drawing::ExprStatus::ok)
             return report(error, errorMessage);
     } else {
-        auto parsed = drawing::Expression::parse(newExpression.str(), error);
+        auto parsed = parseAlone(newExpression, error);
         if (parsed && !parsed->references().empty())
             error = {drawing::ExprStatus::unknownName,
                      L"Unknown name \"" + parsed->references().front() + L"\""};
@@ -377,7 +414,7 @@ Acad::ErrorStatus AcDbAssocVariable::evaluateExpression(AcDbEvalVariant& result,
             result = m_data->value;
             return Acad::eOk;
         }
-        auto parsed = drawing::Expression::parse(m_data->expression.str(), error);
+        auto parsed = parseAlone(m_data->expression, error);
         if (!parsed ||
             parsed->evaluate(std::span<const double>(), number, error) != drawing::ExprStatus::ok)
             return report(error, errorMessage);
@@ -392,6 +429,8 @@ Acad::ErrorStatus AcDbAssocVariable::setValue(const AcDbEvalVariant& value) {
     double number = 0;
     if (!numberOf(value, number))
         return Acad::eInvalidInput;
+    if (!(std::fabs(number) <= drawing::expr::kValueLimit))
+        return Acad::eOutOfRange;
     if (AcDbAssocNetwork* network = networkOf(this))
         network->data()->parameters.setValue(m_data->parameter, number);
     else

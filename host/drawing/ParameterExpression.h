@@ -1,22 +1,28 @@
 // Expressions of constraint parameters, and the set of parameters that they link.
+// The parser (ExpressionParser.cpp), the evaluator (ExpressionEvaluator.cpp) and the graph of
+// parameters (ParameterGraph.cpp) share this header.
 //
-// Language (what the host's parameter manager takes):
+// Language (what the host's Parameters Manager takes; docs/drawing-model.md gives sources):
 //   numbers      1  1.5  .5  5.  1e3  2.5E-2   (no sign inside; a leading '-' is an operator)
-//   operators    + - * /  ^ (power, right-associative: 2^3^2 = 512), unary - and +;
-//                unary minus binds weaker than ^, so -2^2 = -4 and 2^-1 = 0.5
+//   distances    under engineering and architectural units (LUNITS 3, 4) also feet and inches
+//                5'  9"  5'-9"  5'9"  1-1/2  2 1/2", read by the drawing's unit parser; a dash
+//                with no space either side joins units, with a space it subtracts
+//                (5' -9" = 51); fractional units (5) take mixed numbers (1-1/2)
+//   operators    by precedence: unary - and +; ^ (power); * / % (floating-point modulo);
+//                + -. Equal precedence runs left to right: 2^3^2 = 64, -2^2 = 4
 //   parentheses  ( )
-//   functions    sin cos tan asin acos atan sinh cosh tanh (radians, as the parameter manager),
+//   functions    sin cos tan asin acos atan sinh cosh tanh asinh acosh atanh (radians),
 //                sqrt abs sign round (half away from zero) trunc floor ceil
-//                ln (natural) log (base 10) exp exp10 pow(x,y) r2d d2r
-//                min(a,...) max(a,...) with one or more arguments
-//   constants    pi  e   (also written pi() and e())
+//                ln (natural) log (base 10) exp exp10 pow(x;y) r2d d2r
+//                min(a;...) max(a;...) with one or more arguments, random (0 to 1)
+//   constants    pi  e   (also written pi() and e(); random also random())
 //   names        another parameter: a letter, then letters, digits or '_'
 // Function and constant names, and parameter names, are matched without regard to case.
-// Spaces and tabs may stand between tokens. Argument lists are separated by ','.
+// Spaces and tabs may stand between tokens. Arguments are separated by ';' (or ',').
 //
 // Refusals carry a status and a text; positions in texts count from 1.
-// A result that is not a finite number is refused: NaN from a function is a domain error,
-// an infinity is "out of range".
+// A result that is not a finite number, or beyond +-1e100, is refused: NaN from a function is
+// a domain error, the rest is "out of range".
 #pragma once
 
 #include <cstdint>
@@ -54,7 +60,7 @@ struct ExprError {
 // True for the names of functions and constants, which no parameter may take.
 bool isReservedName(std::wstring_view name);
 
-// Checks a parameter name: a letter, then letters, digits and '_', at most 255 characters,
+// Checks a parameter name: a letter, then letters, digits and '_', at most 256 characters,
 // and not the name of a function or constant.
 ExprStatus validateName(std::wstring_view name, ExprError& error);
 
@@ -64,9 +70,13 @@ std::wstring foldName(std::wstring_view name);
 // A parsed expression. Parsing happens once; evaluation runs over a flat program.
 class Expression {
 public:
-    static std::optional<Expression> parse(std::wstring_view text, ExprError& error);
+    // `linearUnits` is the drawing's LUNITS, which decides what distance texts mean.
+    static std::optional<Expression> parse(std::wstring_view text, ExprError& error,
+                                           int linearUnits = 2);
 
     const std::wstring& text() const { return m_text; }
+    // The LUNITS it was read with.
+    int linearUnits() const { return m_linearUnits; }
 
     // Distinct names referenced, in order of first appearance, as first written.
     const std::vector<std::wstring>& references() const { return m_references; }
@@ -81,7 +91,7 @@ public:
     // The text with every reference to `from` (case ignored) written as `to`.
     std::wstring withRenamedReference(std::wstring_view from, std::wstring_view to) const;
 
-    enum class Op : std::uint8_t { number, load, neg, add, sub, mul, div, pow, call };
+    enum class Op : std::uint8_t { number, load, neg, add, sub, mul, div, mod, pow, call };
     struct Instruction {
         Op op;
         std::uint16_t function = 0; // for call
@@ -100,6 +110,7 @@ private:
     std::vector<ReferenceSpan> m_spans;
     std::vector<Instruction> m_program;
     std::uint32_t m_maxStack = 0;
+    int m_linearUnits = 2;
 };
 
 using VariableId = std::uint32_t;
@@ -129,8 +140,14 @@ public:
     const std::wstring& name(VariableId id) const;
     const std::wstring& expression(VariableId id) const;
     double value(VariableId id) const;
-    // Status of the last evaluation of the parameter during an update of its dependencies.
+    // Status of the last evaluation of the parameter during an update of its dependencies:
+    // a parameter whose expression could not be evaluated is invalid (it keeps its last good
+    // value) until an evaluation succeeds again. Its error text, empty while valid.
     ExprStatus lastStatus(VariableId id) const;
+    const std::wstring& lastError(VariableId id) const;
+
+    // The drawing's LUNITS, for the expressions parsed from now on (2 until set).
+    void setLinearUnits(int mode) { m_linearUnits = mode; }
     // Parameters whose expressions name this one directly.
     std::vector<VariableId> dependents(VariableId id) const;
 
@@ -171,6 +188,7 @@ private:
         double value = 0.0;
         ExprStatus lastStatus = ExprStatus::ok;
         bool alive = false;
+        std::wstring lastError;
     };
 
     ExprStatus resolve(VariableId self, const Expression& expression, std::vector<VariableId>& ids,
@@ -185,6 +203,7 @@ private:
     std::vector<std::wstring> m_names; // parallel to m_variables
     std::unordered_map<std::wstring, VariableId> m_byName;
     std::size_t m_count = 0;
+    int m_linearUnits = 2;
     // Scratch for graph walks, sized with m_variables.
     mutable std::vector<std::uint32_t> m_mark;
     mutable std::vector<std::uint32_t> m_pending;

@@ -139,16 +139,23 @@ struct Cursor {
             return std::nullopt;
         if (integral) {
             std::size_t after = p;
-            bool separated = skipSpaces();
-            if (take(L'-'))
-                separated = true;
-            if (separated) {
+            if (separator()) {
                 if (auto f = fraction())
                     return *whole + *f;
             }
             p = after;
         }
         return whole;
+    }
+
+    // What joins two parts of one distance: spaces alone, or a dash with no space either
+    // side. A dash with a space beside it is no separator (in an expression it subtracts).
+    bool separator() {
+        if (take(L'-'))
+            return !atEnd() && !isSpace(peek());
+        if (!skipSpaces())
+            return false;
+        return peek() != L'-';
     }
 
     // Sign before the whole text: -1, +1, or +1 with nothing taken.
@@ -160,19 +167,24 @@ struct Cursor {
     }
 };
 
+// Feet and inches, or inches alone. Takes the longest distance at the cursor and leaves
+// the rest: "5' -9\"" reads as 5' followed by " -9\"".
 std::optional<double> feetAndInches(Cursor& c) {
     std::size_t start = c.p;
     // Feet: a number before an apostrophe.
     if (auto feet = c.number(); feet && c.take(L'\'')) {
         double total = *feet * 12.0;
-        c.skipSpaces();
-        bool dash = c.take(L'-');
-        c.skipSpaces();
-        if (c.atEnd())
-            return dash ? std::nullopt : std::optional<double>(total);
+        std::size_t afterFeet = c.p;
+        bool joined = !c.atEnd() && (isDigit(c.peek()) || c.peek() == L'.' || c.separator());
+        if (!joined) {
+            c.p = afterFeet;
+            return total;
+        }
         auto inches = c.mixed();
-        if (!inches)
-            return std::nullopt;
+        if (!inches) {
+            c.p = afterFeet;
+            return total;
+        }
         c.take(L'"');
         return total + *inches;
     }
@@ -182,6 +194,19 @@ std::optional<double> feetAndInches(Cursor& c) {
         return std::nullopt;
     c.take(L'"');
     return inches;
+}
+
+// The longest unsigned distance at the cursor in that mode.
+std::optional<double> scan(Cursor& c, int mode) {
+    switch (mode) {
+    case kScientific:
+    case kDecimal:
+        return c.number();
+    case kFractional:
+        return c.mixed();
+    default:
+        return feetAndInches(c);
+    }
 }
 
 constexpr double kPi = std::numbers::pi;
@@ -293,22 +318,22 @@ std::optional<double> parseDistance(std::wstring_view text, int mode) {
         return std::nullopt;
     Cursor c{trim(text)};
     double sign = c.sign();
-    std::optional<double> value;
-    switch (mode) {
-    case kScientific:
-    case kDecimal:
-        value = c.number();
-        break;
-    case kFractional:
-        value = c.mixed();
-        break;
-    default:
-        value = feetAndInches(c);
-        break;
-    }
+    std::optional<double> value = scan(c, mode);
     if (!value || !c.atEnd() || !std::isfinite(*value))
         return std::nullopt;
     return sign * *value;
+}
+
+std::optional<double> scanDistance(std::wstring_view text, int mode, std::size_t& used) {
+    used = 0;
+    if (mode < kScientific || mode > kFractional)
+        return std::nullopt;
+    Cursor c{text};
+    std::optional<double> value = scan(c, mode);
+    if (!value || !std::isfinite(*value))
+        return std::nullopt;
+    used = c.p;
+    return value;
 }
 
 std::optional<double> parseAngle(std::wstring_view text, int mode) {

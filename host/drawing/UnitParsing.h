@@ -12,7 +12,9 @@
 //                               feet may have decimals ("1.5'"), inches may be decimal or a
 //                               (mixed) fraction in either mode, a sign leads the whole text.
 // A plain number is accepted in every mode; feet and inch marks only in modes 3 and 4;
-// fractions in modes 3, 4 and 5. A zero denominator is refused.
+// fractions in modes 3, 4 and 5. A zero denominator is refused. Parts of one distance are
+// joined by spaces alone or by a dash with no space either side ("1'-2", "1' 2", "2-1/2");
+// "1' -2" and "2 - 1/2" are no distances (in a parameter expression they subtract).
 //
 // Angles, result in radians with ANGBASE 0 and ANGDIR 0 (east, counter-clockwise), brought
 // into [0, 2*pi). The angular mode (AUNITS) decides only what a bare number means:
@@ -25,6 +27,7 @@
 //     angle between the letters is degrees (plain or d/'/") and at most 90.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string_view>
 
@@ -48,6 +51,11 @@ enum AngularUnits { kDegrees = 0, kDegMinSec = 1, kGrads = 2, kRadians = 3, kSur
 // The distance in drawing units, or nothing when the text is no distance in that mode
 // (or the mode is not 1..5).
 std::optional<double> parseDistance(std::wstring_view text, int mode);
+
+// The longest distance at the start of `text` in that mode, unsigned and without leading
+// spaces, with the number of characters it takes in `used`; nothing when the text starts
+// with none. The expression parser reads distances with it.
+std::optional<double> scanDistance(std::wstring_view text, int mode, std::size_t& used);
 
 // The angle in radians, or nothing when the text is no angle (or the mode is not 0..4).
 std::optional<double> parseAngle(std::wstring_view text, int mode);

@@ -80,6 +80,13 @@ std::wstring parameterLine(const AcDbAssocVariable* variable) {
     std::wstring line = (variable->isAnonymous() ? L"(anonymous)" : variable->name().str()) +
                         L" = " + variable->expression().str() + L" = " +
                         valueText(variable->value());
+    if (variable->status() == kFailedToEvaluateAssocStatus) {
+        // The host marks an expression that no longer evaluates; the value is the last good.
+        AcDbEvalVariant ignored;
+        AcString error;
+        variable->evaluateExpression(ignored, error);
+        line += L"  (invalid: " + std::wstring(error.str()) + L")";
+    }
     if (!variable->description().isEmpty())
         line += L"  \"" + variable->description().str() + L"\"";
     return line;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "AcString.h"
+#include "afx.h"
 #include "acadstrc.h"
 #include "dbmain.h"
 
@@ -20,3 +21,9 @@ Acad::ErrorStatus createVariable(AcDbObjectId networkId, const AcString& name,
 // Writing the expression it already has evaluates nothing.
 Acad::ErrorStatus setVariableExpression(AcDbObjectId variableId, const AcString& expression,
                                         const AcString& description, AcString& errorMessage);
+
+// Link names and their stored Cell Expressions (or empty texts), appended in step: the
+// parameters of the current space in network order, then, with includeBlocks, the linked
+// properties of block references in selection order. Nothing is sorted here.
+Acad::ErrorStatus enumerateParameters(CStringArray& names, CStringArray& expressions,
+                                      int includeBlocks);

@@ -16,9 +16,9 @@ enum class Operation { Add, Remove };
 bool resolveLink(Operation operation, const CString& name, const CString& expression,
                  AcDbObjectId& id, const wchar_t*& appName, CString& text) {
     AcDbDatabase* database = acdbHostApplicationServices()->workingDatabase();
-    appName = kDirectLinkApp;
-    int dot = name.Find(L'.');
-    if (dot < 0) {
+    LinkName target = parseLinkName(name);
+    appName = target.kind == LinkName::NestedProperty ? kNestedLinkApp : kDirectLinkApp;
+    if (target.kind == LinkName::Parameter) {
         Acad::ErrorStatus es =
             findVariable(database->currentSpaceId(), static_cast<const wchar_t*>(name), false, id);
         if (es != Acad::eOk) {
@@ -28,18 +28,9 @@ bool resolveLink(Operation operation, const CString& name, const CString& expres
         text = expression;
         return true;
     }
-    CString handle = name.Left(dot);
-    CString property = name.Mid(dot + 1);
-    CString nestedHandle;
-    int bar = handle.Find(L'|');
-    if (bar >= 0) {
-        appName = kNestedLinkApp;
-        nestedHandle = handle.Mid(bar + 1);
-        handle = handle.Left(bar);
-    }
-    if (operation == Operation::Remove && handle.IsEmpty())
+    if (operation == Operation::Remove && target.handle.IsEmpty())
         return false;
-    Acad::ErrorStatus es = database->getAcDbObjectId(id, false, AcDbHandle(handle));
+    Acad::ErrorStatus es = database->getAcDbObjectId(id, false, AcDbHandle(target.handle));
     if (es != Acad::eOk) {
         acutPrintf(L"\nERROR: Could not translate handle to objectId (%s)",
                    acadErrorStatusText(es));
@@ -50,10 +41,10 @@ bool resolveLink(Operation operation, const CString& name, const CString& expres
         }
         return false;
     }
-    if (bar >= 0)
-        text = nestedHandle + kNestedSeparator + property + L":" + expression;
+    if (target.kind == LinkName::NestedProperty)
+        text = composeNestedLinkText(target.nestedHandle, target.name, expression);
     else
-        text = property + L":" + expression;
+        text = composeDirectLinkText(target.name, expression);
     return true;
 }
 

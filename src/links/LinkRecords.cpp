@@ -18,16 +18,6 @@
 
 namespace {
 
-// Splits "name:expression" at the first colon, which must not be the first character.
-bool splitLinkText(const CString& text, CString& left, CString& right) {
-    int colon = text.Find(L':');
-    if (colon <= 0)
-        return false;
-    left = text.Left(colon);
-    right = text.Mid(colon + 1);
-    return true;
-}
-
 // A relative workbook path is taken from the folder of the active drawing; a drawing never
 // saved reports an empty name, and the path then stays as it is apart from canonicalizing.
 CString resolveAgainstDrawing(const CString& path) {
@@ -81,21 +71,13 @@ void addNestedLinks(CLinkedParameterXlsInfoArray& links, AcDbBlockReference* ref
     getAllLinkTexts(reference, kNestedLinkApp, texts);
     if (texts.GetSize() > 0)
         regenNeeded = true;
-    // A handle that cannot be looked up keeps the id found last, at first the outer
-    // reference's, so that the property is then looked for on that block.
     AcDbObjectId objectId = reference->objectId();
     for (INT_PTR i = 0; i < texts.GetSize(); ++i) {
         CString left, expression;
         if (!splitLinkText(texts[i], left, expression))
             continue;
-        CString property = left;
-        int separator = left.Find(kNestedSeparator);
-        if (separator >= 0) {
-            property = left.Mid(separator + 1);
-            ads_name entity = {0, 0};
-            if (acdbHandEnt(left.Left(separator), entity) == RTNORM)
-                acdbGetObjectId(objectId, entity);
-        }
+        CString property;
+        nestedReferenceOrKeep(left, property, objectId);
         CLinkedParameterXlsInfo record;
         if (!record.ParseCellExpression(expression))
             continue;
@@ -118,14 +100,8 @@ void addBlockLinks(CLinkedParameterXlsInfoArray& links) {
 } // namespace
 
 int CLinkedParameterXlsInfo::ParseCellExpression(CString expression) {
-    // Tokenize folds runs of asterisks, so an empty field shifts the later ones forward.
     CString fields[4];
-    int position = 0;
-    for (int i = 0; i < 4; ++i) {
-        fields[i] = expression.Tokenize(L"*", position);
-        if (fields[i].IsEmpty())
-            break;
-    }
+    splitWorkbookExpression(expression, fields);
     workbookPath = fields[0];
     sheetName = fields[1];
     cellAddress = fields[2];

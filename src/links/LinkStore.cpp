@@ -3,9 +3,6 @@
 #include "acutads.h"
 #include "dbsymtb.h"
 
-const wchar_t* const kDirectLinkApp = L"LMESH_EXPRESSION_AD66626A";
-const wchar_t* const kNestedLinkApp = L"LMESH_EXPRESSION_368AE0D";
-
 namespace {
 
 bool isEmptyName(const wchar_t* appName) {

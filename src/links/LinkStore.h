@@ -4,13 +4,7 @@
 
 #include "afx.h"
 #include "dbmain.h"
-
-// Direct links: a parameter's link, or the properties of the block reference itself.
-extern const wchar_t* const kDirectLinkApp;
-// Links of properties of a reference nested in the block of the one carrying the xdata.
-extern const wchar_t* const kNestedLinkApp;
-// Between handle and property name in a nested link text.
-constexpr wchar_t kNestedSeparator = 0x1D;
+#include "links/LinkText.h"
 
 // Appends text as a 1000 entry unless an equal one (ignoring case) stands before the last
 // entry; registers the application when the object has no xdata of it yet.

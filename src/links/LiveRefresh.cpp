@@ -46,21 +46,13 @@ Acad::ErrorStatus refreshLinksOfTable(AcDbObjectId tableId) {
     if (es != Acad::eOk)
         return es;
 
-    CString prefix;
-    prefix.Format(L"Table(%s).", handle);
-    prefix.MakeUpper();
     const AcDbTable* cells = table.object();
     forEachVariable(network.object(), [&](AcDbAssocVariable* variable) {
         CString link;
         if (!getFirstLinkText(variable, link) || link.IsEmpty())
             return;
-        // Any case will do here, unlike the table pattern of the update command.
-        CString upper = link;
-        upper.MakeUpper();
-        if (upper.Find(prefix) != 0)
-            return;
-        CString address = link.Mid(prefix.GetLength());
-        if (address.IsEmpty())
+        CString address;
+        if (!tableAddressOf(link, handle, address) || address.IsEmpty())
             return;
         int row = 0, column = 0;
         if (!ExcelUtils::ParseCellAddress(address, row, column) || row < 1 || column < 1)

@@ -14,24 +14,10 @@
 #include "links/LinkStore.h"
 #include "links/RefreshFromWorkbooks.h"
 #include "links/TableLinks.h"
-#include "support/PatternMatcher.h"
 
 bool regenNeeded = false;
 
 namespace {
-
-// Handle and cell address of a table Cell Expression; case counts here.
-const wchar_t* const kTablePattern = L"Table\\({[a-zA-Z0-9]+}\\)\\.{[a-zA-Z0-9\\$]+}";
-
-// Splits "name:expression" at the first colon, which must not be the first character.
-bool splitLinkText(const CString& text, CString& left, CString& right) {
-    int colon = text.Find(L':');
-    if (colon <= 0)
-        return false;
-    left = text.Left(colon);
-    right = text.Mid(colon + 1);
-    return true;
-}
 
 Acad::ErrorStatus refreshParameters() {
     AcDbObjectPointer<AcDbAssocNetwork> network;
@@ -78,16 +64,9 @@ void refreshNestedProperties(AcDbBlockReference* reference) {
         CString left, expression;
         if (!splitLinkText(links[i], left, expression))
             continue;
-        AcDbObjectId nestedId;
-        CString property;
-        int separator = left.Find(kNestedSeparator);
-        if (separator >= 0) {
-            property = left.Mid(separator + 1);
-            ads_name name;
-            if (acdbHandEnt(left.Left(separator), name) == RTNORM)
-                acdbGetObjectId(nestedId, name);
-        }
         // Without a nested handle the id stays null and the open below passes the link over.
+        CString property;
+        AcDbObjectId nestedId = nestedReferenceOrNull(left, property);
         AcString text;
         if (!ReadTableCellText(expression, text))
             continue;
@@ -132,12 +111,9 @@ Acad::ErrorStatus refreshFromTables() {
 }
 
 int ReadTableCellText(CString expression, AcString& text) {
-    if (expression.IsEmpty())
+    CString handle, address;
+    if (!matchTableExpression(expression, handle, address))
         return 0;
-    CStringArray groups;
-    if (ApplyPattern(expression, kTablePattern, groups) != 1 || groups.GetSize() != 2)
-        return 0;
-    const CString& address = groups[1];
     if (address.IsEmpty())
         return 0;
     int row = 0, column = 0;
@@ -146,7 +122,7 @@ int ReadTableCellText(CString expression, AcString& text) {
 
     AcDbObjectId tableId;
     AcDbDatabase* database = acdbHostApplicationServices()->workingDatabase();
-    Acad::ErrorStatus es = database->getAcDbObjectId(tableId, false, AcDbHandle(groups[0]));
+    Acad::ErrorStatus es = database->getAcDbObjectId(tableId, false, AcDbHandle(handle));
     if (es != Acad::eOk) {
         acutPrintf(L"\nERROR: Could not translate handle to objectId (%s)",
                    acadErrorStatusText(es));

@@ -46,8 +46,9 @@ std::vector<Include> includesUnder(const fs::path& dir) {
 bool isStandardHeader(const std::string& name) {
     // The C++ library's headers have no extension; the C ones are the <c...> forms or a few
     // POSIX-free C headers.
-    static const std::set<std::string> c = {"stdint.h", "stddef.h", "stdarg.h", "string.h", "wchar.h",
-                                            "math.h",   "stdlib.h", "stdio.h",  "limits.h", "float.h"};
+    static const std::set<std::string> c = {"stdint.h", "stddef.h", "stdarg.h", "string.h",
+                                            "wchar.h",  "math.h",   "stdlib.h", "stdio.h",
+                                            "limits.h", "float.h"};
     return name.find('.') == std::string::npos || c.count(name) > 0;
 }
 
@@ -56,11 +57,12 @@ TEST(IncludeBoundary, PluginIncludesOnlyItsOwnFilesTheSdkAndTheStandardLibrary) 
     const fs::path sdk = root / "host" / "sdk" / "include";
     std::vector<std::string> violations;
     for (const Include& inc : includesUnder(src)) {
-        bool ok = (!inc.angled && (fs::exists(inc.file.parent_path() / inc.name) || fs::exists(src / inc.name))) ||
+        bool ok = (!inc.angled &&
+                   (fs::exists(inc.file.parent_path() / inc.name) || fs::exists(src / inc.name))) ||
                   fs::exists(sdk / inc.name) || (inc.angled && isStandardHeader(inc.name));
         if (!ok)
-            violations.push_back(fs::relative(inc.file, root).string() + ":" + std::to_string(inc.line) + ": " +
-                                 inc.name);
+            violations.push_back(fs::relative(inc.file, root).string() + ":" +
+                                 std::to_string(inc.line) + ": " + inc.name);
     }
     EXPECT_TRUE(violations.empty()) << [&] {
         std::string all;
@@ -78,9 +80,11 @@ TEST(IncludeBoundary, NoIncludeUnderSrcReachesIntoHostInternals) {
 TEST(IncludeBoundary, HostNeverIncludesThePlugin) {
     const fs::path src = root / "src";
     for (const Include& inc : includesUnder(root / "host")) {
-        bool local = fs::exists(inc.file.parent_path() / inc.name) || fs::exists(root / "host" / inc.name) ||
+        bool local = fs::exists(inc.file.parent_path() / inc.name) ||
+                     fs::exists(root / "host" / inc.name) ||
                      fs::exists(root / "host" / "sdk" / "include" / inc.name);
-        EXPECT_FALSE(!local && fs::exists(src / inc.name)) << inc.file << ":" << inc.line << " includes " << inc.name;
+        EXPECT_FALSE(!local && fs::exists(src / inc.name))
+            << inc.file << ":" << inc.line << " includes " << inc.name;
     }
 }
 

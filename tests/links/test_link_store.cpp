@@ -12,7 +12,9 @@
 
 namespace {
 
-AcDbDatabase* db() { return acdbHostApplicationServices()->workingDatabase(); }
+AcDbDatabase* db() {
+    return acdbHostApplicationServices()->workingDatabase();
+}
 
 class LinkStore : public testkit::HostTest {
 protected:
@@ -128,7 +130,8 @@ TEST_F(LinkStore, ReadersSkipBracketedEntriesThatWritersStillCompare) {
     EXPECT_TRUE(deleteXdata(id, kDirectLinkApp, L"hidden"));
     EXPECT_EQ(all(id), (Texts{L"visible", L"tail"}));
     // A 1002 of any text flips the skip state.
-    setRaw(id, acutBuildList(1001, kDirectLinkApp, 1002, L"}", 1000, L"x", 1002, L"}", 1000, L"y", 0));
+    setRaw(id,
+           acutBuildList(1001, kDirectLinkApp, 1002, L"}", 1000, L"x", 1002, L"}", 1000, L"y", 0));
     EXPECT_EQ(all(id), Texts{L"y"});
 }
 

@@ -95,8 +95,7 @@ public:
     void addReactor(AcApDocManagerReactor* reactor);
     void removeReactor(AcApDocManagerReactor* reactor);
     // Makes the document current and active; eInvalidInput for one that is not open.
-    Acad::ErrorStatus setCurDocument(AcApDocument* doc,
-                                     AcAp::DocLockMode lockMode = AcAp::kNone,
+    Acad::ErrorStatus setCurDocument(AcApDocument* doc, AcAp::DocLockMode lockMode = AcAp::kNone,
                                      bool activate = false);
     Acad::ErrorStatus activateDocument(AcApDocument* doc, bool bPassScript = false);
     Acad::ErrorStatus closeDocument(AcApDocument* doc);

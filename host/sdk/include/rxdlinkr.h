@@ -21,5 +21,4 @@ public:
     bool unloadModule(const ACHAR* fileName, bool printIt, bool asCmd = false);
 };
 
-#define acrxDynamicLinker                                                                          \
-    AcRxDynamicLinker::cast(acrxSysRegistry()->at(ACRX_DYNAMIC_LINKER))
+#define acrxDynamicLinker AcRxDynamicLinker::cast(acrxSysRegistry()->at(ACRX_DYNAMIC_LINKER))

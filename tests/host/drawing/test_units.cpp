@@ -59,6 +59,8 @@ TEST(DistanceParsing, Fractional) {
     EXPECT_FALSE(parseDistance(L"1.5/2", 5));
     EXPECT_FALSE(parseDistance(L"2.5 1/2", 5));
     EXPECT_FALSE(parseDistance(L"1 / 2", 5));
+    EXPECT_FALSE(parseDistance(L"2 -1/2", 5));
+    EXPECT_FALSE(parseDistance(L"2- 1/2", 5));
     EXPECT_FALSE(parseDistance(L"2 1/", 5));
     EXPECT_FALSE(parseDistance(L"1'", 5));
 }
@@ -86,6 +88,10 @@ TEST(DistanceParsing, EngineeringAndArchitecturalFeetAndInches) {
         EXPECT_FALSE(parseDistance(L"1''", mode));
         EXPECT_FALSE(parseDistance(L"1'-2 1/0\"", mode));
         EXPECT_FALSE(parseDistance(L"2\"\"", mode));
+        // A dash with a space beside it joins nothing: in an expression it subtracts.
+        EXPECT_FALSE(parseDistance(L"1' -2\"", mode));
+        EXPECT_FALSE(parseDistance(L"1'- 2\"", mode));
+        EXPECT_FALSE(parseDistance(L"2 - 1/2\"", mode));
     }
 }
 

@@ -14,7 +14,9 @@ namespace {
 
 using testkit::HostTest;
 
-AcDbDatabase* db() { return acdbHostApplicationServices()->workingDatabase(); }
+AcDbDatabase* db() {
+    return acdbHostApplicationServices()->workingDatabase();
+}
 
 AcDbObjectId addEntity() {
     AcDbObjectId id;
@@ -86,7 +88,8 @@ TEST_F(Database, ExactClassAndDerivedClassDiffer) {
     object->close();
 
     AcDbEntity* entity = nullptr;
-    EXPECT_EQ(acdbOpenAcDbEntity(entity, db()->regAppTableId(), AcDb::kForRead), Acad::eNotAnEntity);
+    EXPECT_EQ(acdbOpenAcDbEntity(entity, db()->regAppTableId(), AcDb::kForRead),
+              Acad::eNotAnEntity);
 }
 
 TEST_F(Database, ScopedHolderClosesOnEveryPath) {
@@ -123,7 +126,8 @@ std::vector<std::wstring> textsOf(const AcDbObject* object, const wchar_t* app) 
     std::vector<std::wstring> out;
     resbuf* chain = object->xData(app);
     for (resbuf* rb = chain; rb; rb = rb->rbnext)
-        out.push_back(std::to_wstring(rb->restype) + L":" + (rb->resval.rstring ? rb->resval.rstring : L""));
+        out.push_back(std::to_wstring(rb->restype) + L":" +
+                      (rb->resval.rstring ? rb->resval.rstring : L""));
     acutRelRb(chain);
     return out;
 }
@@ -138,7 +142,8 @@ TEST_F(Database, XdataNeedsARegisteredAppAndABareEntryRemovesIt) {
     EXPECT_EQ(acdbRegApp(L"MYAPP"), RTNORM);
     EXPECT_EQ(e->setXData(chain), Acad::eOk);
     acutRelRb(chain);
-    EXPECT_EQ(textsOf(e.object(), L"myapp"), (std::vector<std::wstring>{L"1001:MYAPP", L"1000:one", L"1000:two"}));
+    EXPECT_EQ(textsOf(e.object(), L"myapp"),
+              (std::vector<std::wstring>{L"1001:MYAPP", L"1000:one", L"1000:two"}));
     EXPECT_TRUE(textsOf(e.object(), L"OTHER").empty());
 
     resbuf* bare = acutBuildList(1001, L"MYAPP", 0);

@@ -29,7 +29,8 @@ TEST(WideFormat, NumbersCharactersAndPercent) {
     EXPECT_EQ(format(L"%x %X %08lx %0lX", 255u, 255u, 0xABCUL, 0x1FUL), L"ff FF 00000abc 1F");
     EXPECT_EQ(format(L"100%%"), L"100%");
     EXPECT_EQ(format(L"%5.1f|%-4d|%+d", 3.14159, 7, 3), L"  3.1|7   |+3");
-    EXPECT_EQ(format(L"%I64d %u", static_cast<long long>(1) << 40, 4000000000u), L"1099511627776 4000000000");
+    EXPECT_EQ(format(L"%I64d %u", static_cast<long long>(1) << 40, 4000000000u),
+              L"1099511627776 4000000000");
 }
 
 TEST(WideFormat, MalformedFormatsAreCopiedNotCrashed) {
