@@ -52,6 +52,11 @@ protected:
         return launch(options + " '" + script.string() + "'");
     }
 
+    // A script named relative to folder, run from there, as a user runs the shipped examples.
+    ProgramRun runFileIn(const fs::path& folder, const std::string& script) {
+        return launch("'" + script + "'", folder);
+    }
+
     ProgramRun run(const std::string& script, const std::string& options = "") {
         writeFile(m_dir / "script.scr", script);
         return runFile(m_dir / "script.scr", options);
@@ -66,8 +71,9 @@ protected:
     fs::path m_dir;
 
 private:
-    ProgramRun launch(const std::string& arguments) {
-        std::string command = "XDG_CONFIG_HOME='" + (m_dir / "config").string() + "' '" +
+    ProgramRun launch(const std::string& arguments, const fs::path& folder = {}) {
+        std::string command = (folder.empty() ? "" : "cd '" + folder.string() + "' && ") +
+                              "XDG_CONFIG_HOME='" + (m_dir / "config").string() + "' '" +
                               LINKMESH_PROGRAM + "' --quiet --transcript '" +
                               (m_dir / "out.txt").string() + "' " + arguments + " 2> '" +
                               (m_dir / "err.txt").string() + "'";

@@ -1,5 +1,5 @@
-// The drawing commands of the linkmesh program, the shipped table example, and the plug-in's
-// refresh of table links as a user meets it: whole transcripts of the real program.
+// The drawing commands of the linkmesh program, and the plug-in's refresh of table links as a
+// user meets it: whole transcripts of the real program.
 #include <string>
 #include <vector>
 
@@ -8,12 +8,6 @@
 namespace {
 
 using namespace shelltest;
-
-TEST_F(ShellTest, TheShippedExampleShowsParametersFollowingTheTable) {
-    ProgramRun r = runFile(LINKMESH_EXAMPLE);
-    EXPECT_EQ(r.exitCode, 0) << r.errors;
-    EXPECT_EQ(r.transcript, readFile(LINKMESH_EXAMPLE_TRANSCRIPT));
-}
 
 TEST_F(ShellTest, ParametersAreCreatedChangedListedInOrderAndErased) {
     ProgramRun r = run("PARAM width 900 \"Leaf width\"\n"
