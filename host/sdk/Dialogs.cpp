@@ -58,12 +58,15 @@ std::optional<DialogAction> parseDialogAction(const std::wstring& line) {
         text += (i > 2 ? L" " : L"") + words[i];
     if (is(L"press") && words.size() == 2) {
         action.kind = DialogAction::Press;
-    } else if (is(L"choose") && words.size() >= 3) {
+    } else if (is(L"choose")) {
         action.kind = DialogAction::Choose;
         action.text = text;
-    } else if (is(L"check") && words.size() == 3) {
+    } else if (is(L"check") && words.size() >= 3) {
         action.kind = DialogAction::Check;
-        std::wstring v = words[2];
+        // The last word is the state; the words between name an item of a check list.
+        for (size_t i = 2; i + 1 < words.size(); ++i)
+            action.item += (i > 2 ? L" " : L"") + words[i];
+        std::wstring v = words.back();
         if (_wcsicmp(v.c_str(), L"on") == 0 || v == L"1")
             action.text = L"1";
         else if (_wcsicmp(v.c_str(), L"off") == 0 || v == L"0")

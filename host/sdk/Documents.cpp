@@ -20,6 +20,7 @@ struct AcApDocument::Data {
     std::wstring fileName;
     std::wstring title;
     std::unique_ptr<AcDbDatabase> database;
+    AcTransactionManager transactions;
 };
 
 AcApDocument::~AcApDocument() {
@@ -36,6 +37,13 @@ const ACHAR* AcApDocument::docTitle() const {
 }
 AcAp::DocLockMode AcApDocument::lockMode(bool) const {
     return AcAp::kNotLocked;
+}
+AcTransactionManager* AcApDocument::transactionManager() const {
+    return &m_data->transactions;
+}
+// Nothing is on a screen here, so nothing waits to be shown.
+Acad::ErrorStatus AcTransactionManager::flushGraphics() {
+    return Acad::eOk;
 }
 
 namespace {

@@ -5,6 +5,8 @@
 
 #include "acui.h"
 #include "afxdllx.h"
+#include "libloaderapi.h"
+#include "winres.h"
 
 namespace {
 
@@ -65,4 +67,57 @@ CDynLinkLibrary::~CDynLinkLibrary() {
 
 void InitAcUiDLL() {
     // The host's dialog classes need no setup here.
+}
+
+namespace {
+
+struct ModuleResources {
+    HINSTANCE module;
+    const DLGRESOURCE* resource;
+};
+
+// Lives as long as the process, like the library list.
+std::vector<ModuleResources>& dialogResources() {
+    static auto* resources = new std::vector<ModuleResources>;
+    return *resources;
+}
+
+HINSTANCE moduleOf(const void* address) {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<LPCWSTR>(address), &module);
+    return module;
+}
+
+} // namespace
+
+BOOL RegisterDialogResource(const void* inModule, const DLGRESOURCE* resource) {
+    HINSTANCE module = moduleOf(inModule);
+    if (!resource || !module || FindDialogResource(module, resource->id))
+        return FALSE;
+    dialogResources().push_back({module, resource});
+    return TRUE;
+}
+
+void UnregisterDialogResource(const DLGRESOURCE* resource) {
+    std::erase_if(dialogResources(),
+                  [resource](const ModuleResources& r) { return r.resource == resource; });
+}
+
+const DLGRESOURCE* FindDialogResource(HINSTANCE module, UINT id) {
+    for (const ModuleResources& r : dialogResources())
+        if (r.module == module && r.resource->id == id)
+            return r.resource;
+    return nullptr;
+}
+
+HINSTANCE AfxFindResourceHandle(UINT dialogId) {
+    // The current module first, then the extension libraries in the order they came.
+    if (FindDialogResource(AfxGetResourceHandle(), dialogId))
+        return AfxGetResourceHandle();
+    for (CDynLinkLibrary* lib : extensionLibraries())
+        if (FindDialogResource(lib->m_hResource, dialogId))
+            return lib->m_hResource;
+    return nullptr;
 }

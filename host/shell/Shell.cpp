@@ -253,6 +253,13 @@ int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
 }
 
 std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView& view) {
+    if (!view.notice.empty() && !m_interactive) {
+        // A scripted action the dialog could not take: the script stops there.
+        if (m_scriptFault.empty())
+            m_scriptFault = L"in the dialog \"" + view.title + L"\": " + view.notice;
+        m_dialogActions.clear();
+        return std::nullopt;
+    }
     if (!m_dialogActions.empty()) {
         lmhost::DialogAction action = m_dialogActions.front();
         m_dialogActions.pop_front();
@@ -263,6 +270,8 @@ std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView
         std::string shown = "\n[dialog \"" + lmhost::narrow(view.title) + "\"]";
         for (const std::wstring& c : view.controls)
             shown += "\n  " + lmhost::narrow(c);
+        if (!view.notice.empty())
+            shown += "\n  (" + lmhost::narrow(view.notice) + ")";
         std::cout << shown << "\n";
         while (true) {
             std::optional<std::wstring> line = readAnswer(L"> ", false);
@@ -273,7 +282,8 @@ std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView
                 text = trim(text.substr(1));
             if (auto action = lmhost::parseDialogAction(text))
                 return action;
-            hint("press ID | choose ID TEXT | check ID on|off | type ID TEXT | ok | cancel");
+            hint("press ID | choose ID [TEXT] | check ID [ITEM] on|off | type ID TEXT | ok | "
+                 "cancel");
         }
     }
     if (m_scriptFault.empty())
@@ -366,8 +376,8 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
     case LineKind::DialogAction: {
         auto action = lmhost::parseDialogAction(trim(line.substr(1)));
         if (!action) {
-            error = L"a dialog action is one of: > press ID, > choose ID TEXT, > check ID on|off, "
-                    L"> type ID TEXT, > ok, > cancel";
+            error = L"a dialog action is one of: > press ID, > choose ID [TEXT], "
+                    L"> check ID [ITEM] on|off, > type ID TEXT, > ok, > cancel";
             return false;
         }
         m_dialogActions.push_back(*action);

@@ -1,5 +1,7 @@
 #include "frame/LmeshApp.h"
 
+#include "exchange/ExportParameters.h"
+#include "exchange/ImportParameters.h"
 #include "frame/MenuCommands.h"
 #include "links/LiveRefresh.h"
 #include "links/UpdateCommand.h"
@@ -11,11 +13,8 @@ namespace {
 // nothing at all.
 void writeLinkedParametersToSource() {}
 
-// The manager dialog, export and import join the table as they are built; until then
-// their commands return at once.
+// The manager dialog joins the table as it is built; until then its command returns at once.
 void linkParameters() {}
-void exportParameters() {}
-void importParameters() {}
 
 } // namespace
 
@@ -34,7 +33,7 @@ ACED_ARXCOMMAND_ENTRY(L"Lmesh", L"_Lmesh_WriteLinkedParametersToSource",
 ACED_ARXCOMMAND_ENTRY(L"Lmesh", L"_Lmesh_UpdateLinkedParameters", L"Lmesh_UpdateLinkedParameters",
                       ACRX_CMD_MODAL, updateLinkedParameters);
 ACED_ARXCOMMAND_ENTRY(L"Lmesh", L"_Lmesh_ImportParameters", L"Lmesh_ImportParameters",
-                      ACRX_CMD_MODAL, importParameters);
+                      ACRX_CMD_MODAL, importFromExcel);
 ACED_ARXCOMMAND_ENTRY(L"Lmesh", L"_Lmesh_ExportParameters", L"Lmesh_ExportParameters",
                       ACRX_CMD_MODAL, exportParameters);
 ACED_ARXCOMMAND_ENTRY(L"Lmesh", L"_Lmesh_LinkParameters", L"Lmesh_LinkParameters", ACRX_CMD_MODAL,

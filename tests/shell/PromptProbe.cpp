@@ -72,7 +72,7 @@ void askBox() {
 }
 
 void askDialog() {
-    lmhost::DialogView view{L"Probe settings", {L"1 button Apply", L"2 edit Name"}};
+    lmhost::DialogView view{L"Probe settings", {L"1 button Apply", L"2 edit Name"}, {}};
     lmhost::DialogDriver* driver = lmhost::dialogDriver();
     while (driver) {
         std::optional<lmhost::DialogAction> action = driver->nextAction(view);

@@ -10,15 +10,17 @@ namespace lmhost {
 
 struct DialogAction {
     enum Kind {
-        Press,  // press the button controlId
-        Choose, // choose the item text in the combo or list controlId
-        Check,  // set the check box controlId to text "1"/"0" (or "on"/"off")
+        Press,  // press the button controlId (a radio or check box is clicked)
+        Choose, // choose the item text in the combo or list controlId; the radio without text
+        Check,  // set the check box controlId, or its item `item` in a check list, to text
+                // "1"/"0" (or "on"/"off")
         Type,   // type text into the edit field controlId
         Ok,
         Cancel
     } kind = Ok;
     int controlId = 0;
     std::wstring text;
+    std::wstring item; // the item of a check list
 };
 
 // What the dialog shows the driver when it asks: its title and a description of its
@@ -26,6 +28,9 @@ struct DialogAction {
 struct DialogView {
     std::wstring title;
     std::vector<std::wstring> controls;
+    // Why the last action did nothing (an unknown or disabled control, an item not in the
+    // list); empty when it was taken.
+    std::wstring notice;
 };
 
 class DialogDriver {
@@ -52,7 +57,7 @@ private:
     size_t m_next = 0;
 };
 
-// Parses one scripted action: "press ID", "choose ID TEXT", "check ID on|off|1|0",
+// Parses one scripted action: "press ID", "choose ID [TEXT]", "check ID [ITEM] on|off|1|0",
 // "type ID TEXT", "ok", "cancel" (without regard to case); nothing for anything else.
 std::optional<DialogAction> parseDialogAction(const std::wstring& line);
 

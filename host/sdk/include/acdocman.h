@@ -8,6 +8,13 @@
 class AcDbDatabase;
 class AcApDocument;
 
+// The document's transaction manager, as far as plug-ins use it here.
+class AcTransactionManager {
+public:
+    // Shows pending changes of entities on the screen now.
+    Acad::ErrorStatus flushGraphics();
+};
+
 namespace AcAp {
 enum DocLockMode {
     kNone = 0x00,
@@ -28,6 +35,7 @@ public:
     const ACHAR* fileName() const;
     const ACHAR* docTitle() const;
     AcAp::DocLockMode lockMode(bool bIncludeMyLocks = false) const;
+    AcTransactionManager* transactionManager() const;
 
     struct Data;
     explicit AcApDocument(Data* data) : m_data(data) {}

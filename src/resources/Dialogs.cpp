@@ -1,0 +1,85 @@
+// The dialog templates of the library, as its resource script lists them.
+#include "resources/resource.h"
+
+#include "afxwin.h"
+#include "winres.h"
+
+namespace {
+
+constexpr DWORD kShown = WS_VISIBLE;
+constexpr DWORD kCheck = BS_AUTOCHECKBOX | WS_TABSTOP | kShown;
+constexpr DWORD kLabel = SS_LEFT | kShown;
+constexpr DWORD kLine = SS_ETCHEDHORZ | kShown;
+
+const DLGITEMRESOURCE kExportItems[] = {
+    {L"STATIC", L"Export", -1, kLabel, 7, 7, 26, 8},
+    {L"STATIC", L"", -1, kLine, 35, 11, 171, 1},
+    {L"STATIC", L"Parameters:", -1, kLabel, 14, 20, 60, 8},
+    {L"LISTBOX", L"", IDC_LIST_PARAMETERS,
+     LBS_OWNERDRAWFIXED | LBS_HASSTRINGS | LBS_SORT | LBS_NOTIFY | WS_TABSTOP | kShown, 14, 31, 128,
+     150},
+    {L"BUTTON", L"Select All", IDC_SELECT_ALL, BS_PUSHBUTTON | WS_TABSTOP | kShown, 149, 31, 57,
+     14},
+    {L"BUTTON", L"Deselect All", IDC_DESELECT_ALL, BS_PUSHBUTTON | WS_TABSTOP | kShown, 149, 49, 57,
+     14},
+    {L"BUTTON", L"Name", IDC_CHECK_NAME, kCheck, 149, 75, 57, 10},
+    {L"BUTTON", L"Expression", IDC_CHECK_EXPRESSION, kCheck, 149, 89, 57, 10},
+    {L"BUTTON", L"Value", IDC_CHECK_VALUE, kCheck, 149, 103, 57, 10},
+    {L"BUTTON", L"Description", IDC_CHECK_DESCRIPTION, kCheck, 149, 117, 57, 10},
+    {L"BUTTON", L"Header", IDC_CHECK_HEADER, kCheck, 149, 131, 57, 10},
+    {L"STATIC", L"Destination", -1, kLabel, 7, 190, 40, 8},
+    {L"STATIC", L"", -1, kLine, 50, 194, 156, 1},
+    {L"BUTTON", L"AutoCAD Table", IDC_RADIO_TABLE,
+     BS_AUTORADIOBUTTON | WS_GROUP | WS_TABSTOP | kShown, 14, 204, 80, 10},
+    {L"BUTTON", L"Excel (to active cell)", IDC_RADIO_EXCEL, BS_AUTORADIOBUTTON | kShown, 14, 218,
+     100, 10},
+    // The link option is kept but shown nowhere; it lies under the buttons' row.
+    {L"STATIC", L"Link", -1, SS_LEFT | WS_GROUP, 7, 242, 20, 8},
+    {L"STATIC", L"", -1, SS_ETCHEDHORZ, 30, 246, 176, 1},
+    {L"BUTTON", L"Link parameter expressions to cells", IDC_CHECK_EXPORT_LINK,
+     BS_AUTOCHECKBOX | WS_GROUP | WS_TABSTOP, 14, 245, 150, 10},
+    {L"BUTTON", L"Export", IDOK, BS_PUSHBUTTON | WS_GROUP | WS_TABSTOP | kShown, 99, 245, 50, 14},
+    {L"BUTTON", L"Cancel", IDCANCEL, BS_PUSHBUTTON | WS_TABSTOP | kShown, 156, 245, 50, 14},
+};
+
+const DLGRESOURCE kExportDialog = {IDD_EXPORT_PARAMETERS,
+                                   L"Export Constraint Parameters",
+                                   213,
+                                   266,
+                                   kExportItems,
+                                   static_cast<int>(sizeof kExportItems / sizeof *kExportItems)};
+
+constexpr DWORD kColumnCombo = CBS_DROPDOWNLIST | CBS_SORT | WS_TABSTOP | kShown;
+
+const DLGITEMRESOURCE kImportItems[] = {
+    {L"STATIC", L"Note: Please open a workbook and select the cells of the data firstly.", -1,
+     kLabel, 7, 7, 207, 16},
+    {L"STATIC", L"Parameter Name:", -1, kLabel, 14, 32, 60, 8},
+    {L"COMBOBOX", L"", IDC_COMBO_NAME_COLUMN, kColumnCombo, 80, 30, 40, 80},
+    {L"STATIC", L"column in the selected range", -1, kLabel, 126, 32, 90, 8},
+    {L"BUTTON", L"Expression:", IDC_CHECK_IMPORT_EXPRESSION, kCheck, 14, 50, 60, 10},
+    {L"COMBOBOX", L"", IDC_COMBO_EXPRESSION_COLUMN, kColumnCombo, 80, 48, 40, 80},
+    {L"STATIC", L"column in the selected range", -1, kLabel, 126, 50, 90, 8},
+    {L"BUTTON", L"Description:", IDC_CHECK_IMPORT_DESCRIPTION, kCheck, 14, 68, 60, 10},
+    {L"COMBOBOX", L"", IDC_COMBO_DESCRIPTION_COLUMN, kColumnCombo, 80, 66, 40, 80},
+    {L"STATIC", L"column in the selected range", -1, kLabel, 126, 68, 90, 8},
+    {L"BUTTON", L"Create parameter if it doesn't exist", IDC_CHECK_CREATE_IF_MISSING, kCheck, 14,
+     90, 160, 10},
+    {L"BUTTON", L"Link parameter expressions to cells", IDC_CHECK_IMPORT_LINK,
+     BS_AUTOCHECKBOX | WS_TABSTOP, 14, 104, 160, 10},
+    {L"BUTTON", L"Import Selected Range", IDOK, BS_DEFPUSHBUTTON | WS_TABSTOP | kShown, 74, 130, 86,
+     14},
+    {L"BUTTON", L"Cancel", IDCANCEL, BS_PUSHBUTTON | WS_TABSTOP | kShown, 164, 130, 50, 14},
+};
+
+const DLGRESOURCE kImportDialog = {IDD_IMPORT_PARAMETERS,
+                                   L"Import Parameters from Excel",
+                                   221,
+                                   151,
+                                   kImportItems,
+                                   static_cast<int>(sizeof kImportItems / sizeof *kImportItems)};
+
+DIALOG_RESOURCE(kExportDialog);
+DIALOG_RESOURCE(kImportDialog);
+
+} // namespace
