@@ -32,6 +32,7 @@ struct AcDbAssocVariable::Data {
     AcDbEvalVariant value;
     AcString description;
     AcString evaluatorId;
+    bool angular = false;
     // Its place in the network's parameters, once added.
     drawing::VariableId parameter = drawing::kNoVariable;
     // What name(), expression() and value() hand out by reference.
@@ -151,6 +152,18 @@ bool AcDbAssocManager::evaluateTopLevelNetwork(AcDbDatabase* database) {
 
 void lmhost::setAssocFrameworkAvailable(bool available) {
     g_frameworkAvailable = available;
+}
+
+void lmhost::setAngularVariable(AcDbObjectId id, bool angular) {
+    AcDbStub* stub = id.stub();
+    if (auto* variable = stub ? AcDbAssocVariable::cast(stub->object) : nullptr)
+        variable->data()->angular = angular;
+}
+
+bool lmhost::isAngularVariable(AcDbObjectId id) {
+    AcDbStub* stub = id.stub();
+    auto* variable = stub ? AcDbAssocVariable::cast(stub->object) : nullptr;
+    return variable && variable->data()->angular;
 }
 
 AcDbAssocStatus AcDbAssocAction::status() const {

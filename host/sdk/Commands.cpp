@@ -172,6 +172,14 @@ AcEdCommand* AcEdCommandStack::lookupLocalCmd(const ACHAR* cmdName) {
     return lookupCmd(cmdName, false);
 }
 
+std::vector<lmhost::ApplicationCommandInfo> lmhost::applicationCommands() {
+    std::vector<ApplicationCommandInfo> list;
+    for (const CommandGroup& g : state().groups)
+        for (const auto& c : g.commands)
+            list.push_back({g.name, c->globalName(), c->localName()});
+    return list;
+}
+
 namespace lmhost {
 
 void registerHostCommand(const std::wstring& name, HostCommand command, const std::wstring& help) {

@@ -1,6 +1,7 @@
 // The host's commands that build and show a drawing: user parameters, tables, links and
 // other xdata, erasing, the UCS and the current space.
 #include <cmath>
+#include <numbers>
 
 #include "AcDbAssocManager.h"
 #include "AcDbAssocNetwork.h"
@@ -14,6 +15,7 @@
 #include "dbtable.h"
 #include "drawing/Blocks.h"
 #include "drawing/ParameterExpression.h"
+#include "drawing/UnitFormatting.h"
 #include "sdk/WideFormat.h"
 #include "sdk/control/Documents.h"
 #include "sdk/control/Editor.h"
@@ -76,10 +78,32 @@ std::wstring valueText(const AcDbEvalVariant& value) {
     }
 }
 
+short unitsVariable(const wchar_t* name, short fallback) {
+    resbuf rb{};
+    if (acedGetVar(name, &rb) == RTNORM && rb.restype == RTSHORT)
+        return rb.resval.rint;
+    if (rb.restype == RTSTR)
+        acutDelString(rb.resval.rstring);
+    return fallback;
+}
+
+// As the host shows a parameter's value: by the drawing's linear units and precision, or
+// for an angular constraint (whose value is in degrees) by its angular ones.
+std::wstring parameterValueText(const AcDbAssocVariable* variable) {
+    const AcDbEvalVariant& value = variable->value();
+    if (value.restype != AcDb::kDxfReal)
+        return valueText(value);
+    if (lmhost::isAngularVariable(variable->objectId()))
+        return drawing::formatAngle(value.resval.rreal * std::numbers::pi / 180.0,
+                                    unitsVariable(L"AUNITS", 0), unitsVariable(L"AUPREC", 0));
+    return drawing::formatDistance(value.resval.rreal, unitsVariable(L"LUNITS", 2),
+                                   unitsVariable(L"LUPREC", 4));
+}
+
 std::wstring parameterLine(const AcDbAssocVariable* variable) {
     std::wstring line = (variable->isAnonymous() ? L"(anonymous)" : variable->name().str()) +
                         L" = " + variable->expression().str() + L" = " +
-                        valueText(variable->value());
+                        parameterValueText(variable);
     if (variable->status() == kFailedToEvaluateAssocStatus) {
         // The host marks an expression that no longer evaluates; the value is the last good.
         AcDbEvalVariant ignored;
@@ -134,9 +158,10 @@ Acad::ErrorStatus removeParameter(AcDbObjectId networkId, AcDbObjectId id) {
     return es;
 }
 
-CommandResult createParameter(const Args& args) {
+CommandResult createParameter(const Args& args, bool angular) {
     if (args.size() < 2 || args.size() > 3)
-        return refuse(L"PARAM needs a name, an expression and, if wanted, a description.");
+        return refuse(std::wstring(angular ? L"PARAMANGLE" : L"PARAM") +
+                      L" needs a name, an expression and, if wanted, a description.");
     AcDbDatabase* db = currentDatabase();
     if (!db)
         return CommandResult::Failed;
@@ -176,6 +201,7 @@ CommandResult createParameter(const Args& args) {
                    applyExpression(variable, args[1])) {
             if (args.size() == 3)
                 variable->setDescription(args[2].c_str());
+            lmhost::setAngularVariable(id, angular);
             say(L"Created " + parameterLine(variable));
             made = true;
         }
@@ -631,8 +657,13 @@ void registerDrawingCommands() {
             return CommandResult::Ended;
         },
         L"REGEN: regenerate the drawing");
-    registerHostCommand(L"PARAM", createParameter,
-                        L"PARAM name expression [description]: create a user parameter");
+    registerHostCommand(
+        L"PARAM", [](const Args& args) { return createParameter(args, false); },
+        L"PARAM name expression [description]: create a user parameter");
+    registerHostCommand(
+        L"PARAMANGLE", [](const Args& args) { return createParameter(args, true); },
+        L"PARAMANGLE name expression [description]: create the parameter of an "
+        L"angular constraint (degrees)");
     registerHostCommand(L"PARAMSET", changeParameter,
                         L"PARAMSET name expression: change a parameter's expression");
     registerHostCommand(L"PARAMS", listParameters,

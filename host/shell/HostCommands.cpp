@@ -124,6 +124,15 @@ CommandResult help(const Args&) {
     say(L"Host commands:");
     for (const auto& c : lmhost::hostCommands())
         say(L"  " + (c.help.empty() ? c.name : c.help));
+    // Then the loaded plug-ins' commands, group by group, as they are typed.
+    std::wstring group;
+    for (const auto& c : lmhost::applicationCommands()) {
+        if (c.group != group) {
+            group = c.group;
+            say(L"Commands of the group " + group + L":");
+        }
+        say(L"  " + c.localName);
+    }
     say(L"Answers on the lines after a command: x,y[,z] | pick HANDLE [x,y] | *Cancel* | "
         L"[Yes] [No] [OK] [Cancel] for message boxes | > press ID, > choose ID TEXT, "
         L"> check ID on|off, > type ID TEXT, > ok, > cancel for dialogs | any other word is a "

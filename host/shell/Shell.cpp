@@ -1,5 +1,7 @@
 #include "Shell.h"
 
+#include "Terminal.h"
+
 #include <readline/history.h>
 #include <readline/readline.h>
 #include <unistd.h>
@@ -69,20 +71,25 @@ bool parsePoint(const std::wstring& text, AcGePoint3d& point) {
     return true;
 }
 
-// One line from the user, trimmed; nothing at the end of the input. When the prompt is on the
-// terminal already (the host printed it), readline is told so and only redraws it.
-std::optional<std::wstring> readAnswer(const std::wstring& prompt, bool shown) {
+using terminal::Read;
+
+// One line from the user, trimmed.
+struct Answer {
+    Read read = Read::End;
+    std::wstring text;
+};
+
+// When the prompt is on the terminal already (the host printed it), readline is told so and
+// only redraws it.
+Answer readAnswer(const std::wstring& prompt, bool shown) {
     // Without a terminal there is nothing to redraw: an empty prompt keeps it from showing twice.
     bool terminal = isatty(STDIN_FILENO);
     std::string text = shown && !terminal ? std::string() : lmhost::narrow(prompt);
-    rl_already_prompted = shown && terminal ? 1 : 0;
-    char* raw = readline(text.c_str());
-    rl_already_prompted = 0;
-    if (!raw)
-        return std::nullopt;
-    std::wstring line = trim(lmhost::widen(raw));
-    free(raw);
-    return line;
+    std::string raw;
+    Answer answer;
+    answer.read = terminal::readLine(text, shown && terminal, raw);
+    answer.text = trim(lmhost::widen(raw));
+    return answer;
 }
 
 // Told on the terminal only: hints are no part of the command line's transcript.
@@ -228,12 +235,23 @@ int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
         std::wstring choices;
         for (int b : buttons)
             choices += (choices.empty() ? L"" : L"/") + answerName(b);
+        bool cancels =
+            buttons.empty() || std::find(buttons.begin(), buttons.end(), IDCANCEL) != buttons.end();
         while (!answer) {
-            std::optional<std::wstring> line =
+            Answer line =
                 readAnswer(choices.empty() ? L" Answer? " : L" " + choices + L"? ", false);
-            if (!line)
+            if (line.read == Read::End)
                 break; // end of input: the box's default button
-            int typed = answerFromName(withoutBrackets(*line));
+            if (line.read == Read::Interrupted) {
+                // Ctrl-C is Esc: it presses Cancel, and a box without one stays.
+                if (cancels) {
+                    answer = IDCANCEL;
+                    break;
+                }
+                hint("This box has no Cancel button: answer with one of its buttons.");
+                continue;
+            }
+            int typed = answerFromName(withoutBrackets(line.text));
             if (typed && (buttons.empty() ||
                           std::find(buttons.begin(), buttons.end(), typed) != buttons.end()))
                 answer = typed;
@@ -274,10 +292,12 @@ std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView
             shown += "\n  (" + lmhost::narrow(view.notice) + ")";
         std::cout << shown << "\n";
         while (true) {
-            std::optional<std::wstring> line = readAnswer(L"> ", false);
-            if (!line)
-                return std::nullopt; // end of input: the dialog cancels
-            std::wstring text = *line;
+            Answer line = readAnswer(L"> ", false);
+            if (line.read == Read::Interrupted)
+                hint("*Cancel*");
+            if (line.read != Read::Line)
+                return std::nullopt; // Ctrl-C or the end of input: the dialog cancels
+            std::wstring text = line.text;
             if (!text.empty() && text[0] == L'>')
                 text = trim(text.substr(1));
             if (auto action = lmhost::parseDialogAction(text))
@@ -441,8 +461,12 @@ int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::str
                   << "\n";
         return kExitScriptError;
     };
+    // Ctrl-C stops the script between two commands, so the session still ends in order.
+    terminal::catchInterrupts();
     size_t i = 0;
     while (i < lines.size() && !m_quit) {
+        if (terminal::takeInterrupt())
+            return stop(lines[i].number, L"interrupted (Ctrl-C) before this line");
         const ScriptLine& command = lines[i++];
         LineKind kind = classify(command.text);
         if (kind != LineKind::Command) {
@@ -508,16 +532,20 @@ void Session::askPrompt(const std::wstring& prompt) {
     // readline redraws the prompt's last line; the host printed all of it already unless
     // the terminal gets no echo.
     std::wstring shown = prompt.substr(prompt.rfind(L'\n') + 1);
-    while (true) {
-        std::optional<std::wstring> line = readAnswer(shown, m_echoToTerminal);
-        if (!line)
+    // After a refused answer the hint stands below the prompt, so it is shown again.
+    bool onScreen = m_echoToTerminal;
+    for (;; onScreen = false) {
+        Answer line = readAnswer(shown, onScreen);
+        if (line.read == Read::End)
             return;
-        if (line->empty()) {
-            // Enter alone backs out of the prompt, as Esc does.
+        if (line.read == Read::Interrupted || line.text.empty()) {
+            // Ctrl-C, or Enter alone, backs out of the prompt as Esc does.
+            if (line.read == Read::Interrupted)
+                std::cout << "*Cancel*" << std::flush;
             lmhost::queueCancel();
             return;
         }
-        LineKind kind = classify(*line);
+        LineKind kind = classify(line.text);
         if (kind == LineKind::BoxAnswer || kind == LineKind::DialogAction) {
             hint("The prompt wants a point (x,y), a pick (pick HANDLE), a keyword, or Enter to "
                  "cancel.");
@@ -527,8 +555,10 @@ void Session::askPrompt(const std::wstring& prompt) {
         if (kind == LineKind::Command)
             kind = LineKind::Keyword;
         std::wstring error;
-        if (queueAnswer(*line, kind, error))
+        if (queueAnswer(line.text, kind, error))
             return;
+        if (!error.empty())
+            error[0] = static_cast<wchar_t>(std::towupper(error[0]));
         hint(lmhost::narrow(error + L".").c_str());
     }
 }
@@ -536,13 +566,21 @@ void Session::askPrompt(const std::wstring& prompt) {
 int Session::runInteractive() {
     m_interactive = true;
     lmhost::setInputSource([this](const std::wstring& prompt) { askPrompt(prompt); });
+    terminal::catchInterrupts();
     using_history();
     while (!m_quit) {
-        char* raw = readline("\nCommand: ");
-        if (!raw)
+        // A Ctrl-C pressed while the last command ran has nothing left to cancel.
+        terminal::forgetInterrupt();
+        std::string raw;
+        Read read = terminal::readLine("\nCommand: ", false, raw);
+        if (read == Read::End)
             break;
+        if (read == Read::Interrupted) {
+            // The line typed so far is dropped, and the session goes on.
+            std::cout << "*Cancel*" << std::flush;
+            continue;
+        }
         std::wstring line = trim(lmhost::widen(raw));
-        free(raw);
         if (line.empty())
             continue;
         add_history(lmhost::narrow(line).c_str());

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Shell.h"
+#include "Terminal.h"
 #include "sdk/WideFormat.h"
 
 int cellCommand(const std::vector<std::string>& args);
@@ -15,6 +16,7 @@ namespace {
 void usage() {
     std::cerr << "usage: linkmesh [--transcript FILE] [--quiet] [--no-load] [--plugin FILE] "
                  "[SCRIPT]\n"
+                 "       linkmesh --version\n"
                  "       linkmesh cell WORKBOOK SHEET CELL... [--value]\n"
                  "Without SCRIPT, commands are read from the terminal. HELP lists the host's "
                  "commands.\n";
@@ -24,6 +26,7 @@ void usage() {
 
 int main(int argc, char** argv) {
     std::setlocale(LC_ALL, "C.UTF-8");
+    shell::terminal::endOpenLineBeforeErrors();
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && args[0] == "cell")
         return cellCommand(std::vector<std::string>(args.begin() + 1, args.end()));
@@ -41,6 +44,9 @@ int main(int argc, char** argv) {
             load = false;
         } else if (a == "--quiet" || a == "-q") {
             quiet = true;
+        } else if (a == "--version") {
+            std::cout << "linkmesh " << LINKMESH_VERSION << "\n";
+            return shell::kExitOk;
         } else if (a == "--help" || a == "-h") {
             usage();
             return shell::kExitOk;

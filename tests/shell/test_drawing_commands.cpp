@@ -20,22 +20,22 @@ TEST_F(ShellTest, ParametersAreCreatedChangedListedInOrderAndErased) {
                        "--no-load");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
     EXPECT_EQ(r.transcript, "\nCommand: PARAM width 900 \"Leaf width\""
-                            "\nCreated width = 900 = 900  \"Leaf width\""
+                            "\nCreated width = 900 = 900.0000  \"Leaf width\""
                             "\nCommand: PARAM height \"width * 2\""
-                            "\nCreated height = width * 2 = 1800"
+                            "\nCreated height = width * 2 = 1800.0000"
                             "\nCommand: PARAM depth 40"
-                            "\nCreated depth = 40 = 40"
+                            "\nCreated depth = 40 = 40.0000"
                             "\nCommand: PARAMSET width 1000"
-                            "\nwidth = 1000 = 1000  \"Leaf width\""
+                            "\nwidth = 1000 = 1000.0000  \"Leaf width\""
                             "\nCommand: PARAMS"
-                            "\nwidth = 1000 = 1000  \"Leaf width\""
-                            "\nheight = width * 2 = 2000"
-                            "\ndepth = 40 = 40"
+                            "\nwidth = 1000 = 1000.0000  \"Leaf width\""
+                            "\nheight = width * 2 = 2000.0000"
+                            "\ndepth = 40 = 40.0000"
                             "\nCommand: PARAMERASE height"
                             "\nErased the parameter height."
                             "\nCommand: PARAMS"
-                            "\nwidth = 1000 = 1000  \"Leaf width\""
-                            "\ndepth = 40 = 40\n");
+                            "\nwidth = 1000 = 1000.0000  \"Leaf width\""
+                            "\ndepth = 40 = 40.0000\n");
 }
 
 TEST_F(ShellTest, ARefusedParameterLeavesNothingBehindAndAnUnevaluableExpressionIsTakenBack) {
@@ -43,13 +43,13 @@ TEST_F(ShellTest, ARefusedParameterLeavesNothingBehindAndAnUnevaluableExpression
                         "PARAMS\n",
                         "--no-load");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
-    EXPECT_EQ(r.transcript, "\nCommand: PARAM a 5\nCreated a = 5 = 5"
+    EXPECT_EQ(r.transcript, "\nCommand: PARAM a 5\nCreated a = 5 = 5.0000"
                             "\nCommand: PARAM b \"1/0\"\nDivision by zero."
                             "\nCommand: PARAM c \"a +\""
                             "\nSyntax error at position 4: unexpected end of expression."
                             "\nCommand: PARAMSET a \"a / 0\""
                             "\nCyclic dependency: \"a\" refers to itself."
-                            "\nCommand: PARAMS\na = 5 = 5\n");
+                            "\nCommand: PARAMS\na = 5 = 5.0000\n");
 }
 
 TEST_F(ShellTest, TablesTakeTextInEitherAddressFormAndListTheirCellsInTheUcs) {
@@ -74,15 +74,15 @@ TEST_F(ShellTest, ParametersBelongToTheSpaceThatIsCurrent) {
                         "--no-load");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
     EXPECT_EQ(r.transcript, "\nCommand: LAYOUT\nLayout1 is current."
-                            "\nCommand: PARAM onLayout 5\nCreated onLayout = 5 = 5"
+                            "\nCommand: PARAM onLayout 5\nCreated onLayout = 5 = 5.0000"
                             "\nCommand: LAYOUT NEW\nLayout2 is current."
                             "\nCommand: PARAMS\nThe current space has no parameters."
                             "\nCommand: LAYOUT 3\nThe drawing has layouts 1 to 2."
                             "\nCommand: MODEL\nModel space is current."
-                            "\nCommand: PARAM inModel 7\nCreated inModel = 7 = 7"
-                            "\nCommand: PARAMS\ninModel = 7 = 7"
+                            "\nCommand: PARAM inModel 7\nCreated inModel = 7 = 7.0000"
+                            "\nCommand: PARAMS\ninModel = 7 = 7.0000"
                             "\nCommand: LAYOUT 1\nLayout1 is current."
-                            "\nCommand: PARAMS\nonLayout = 5 = 5"
+                            "\nCommand: PARAMS\nonLayout = 5 = 5.0000"
                             "\nCommand: CLOSE"
                             "\nCommand: PARAMS\nNo drawing is open.\n");
 }
@@ -175,9 +175,9 @@ TEST_F(ShellTest, ADrawingThatWasNotYetCurrentSeesNoTableEditUntilItHasBeen) {
               "\nCommand: ARXLOAD" + kStartup +
                   "\nCommand: TABLEDIT E B2 20 Second.dwg\nCell B2 of table E: \"20\""
                   "\nCommand: SWITCH Second.dwg"
-                  "\nCommand: PARAMS\nw = 10 = 10\nh = w * 2 = 20"
+                  "\nCommand: PARAMS\nw = 10 = 10.0000\nh = w * 2 = 20.0000"
                   "\nCommand: TABLEDIT E B2 30\nCell B2 of table E: \"30\""
-                  "\nCommand: PARAMS\nw = 30 = 30\nh = w * 2 = 60\n");
+                  "\nCommand: PARAMS\nw = 30 = 30.0000\nh = w * 2 = 60.0000\n");
 }
 
 TEST_F(ShellTest, ATableEditedInAnotherDrawingRefreshesTheCurrentDrawingsParameters) {
@@ -192,10 +192,95 @@ TEST_F(ShellTest, ATableEditedInAnotherDrawingRefreshesTheCurrentDrawingsParamet
     ASSERT_NE(from, std::string::npos) << r.transcript;
     EXPECT_EQ(r.transcript.substr(from),
               "\nCommand: TABLEDIT E B2 50 Drawing1.dwg\nCell B2 of table E: \"50\""
-              "\nCommand: PARAMS\nw = 50 = 50\nh = w * 2 = 100"
+              "\nCommand: PARAMS\nw = 50 = 50.0000\nh = w * 2 = 100.0000"
               "\nCommand: SWITCH Drawing1.dwg"
-              "\nCommand: PARAMS\nw = 10 = 10\nh = w * 2 = 20"
+              "\nCommand: PARAMS\nw = 10 = 10.0000\nh = w * 2 = 20.0000"
               "\nCommand: TABLELIST E\nTable E: 2 rows, 2 columns at 0,0,0\n  B2 \"50\"\n");
+}
+
+TEST_F(ShellTest, DocumentedExpressionsInATableCellReachTheParameter) {
+    // Texts the model used to refuse, which the refresh passes over without a word, or
+    // computed to another number: feet and inches with a dash (a unit separator) or a space
+    // and a dash (a subtraction), 1-1/2 under imperial units, ';' between arguments, '%',
+    // left-to-right powers and negation before powers, acosh. A value beyond 1e100 is still
+    // refused, and a dependent that divides by zero is marked.
+    ProgramRun r = run("SETVAR LUNITS 4\n"
+                       "PARAM a 2\n"
+                       "PARAM w 10\n"
+                       "PARAM d \"1/(w-2)\"\n"
+                       "TABLE 2 2 0,0\n"
+                       "LINK w Table(F).$B$2\n"
+                       "TABLEDIT F B2 \"5'-9\\\"\"\n"
+                       "PARAMS\n"
+                       "TABLEDIT F B2 \"5' -9\\\"\"\n"
+                       "PARAMS\n"
+                       "TABLEDIT F B2 \"1-1/2\"\n"
+                       "PARAMS\n"
+                       "TABLEDIT F B2 \"max(a;3) % 2\"\n"
+                       "PARAMS\n"
+                       "TABLEDIT F B2 \"2^3^2 / -2^2\"\n"
+                       "PARAMS\n"
+                       "TABLEDIT F B2 \"acosh(1) + 2\"\n"
+                       "PARAMS\n"
+                       "TABLEDIT F B2 \"1e101\"\n"
+                       "PARAMS\n");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    size_t from = r.transcript.find("\nCommand: SETVAR");
+    ASSERT_NE(from, std::string::npos) << r.transcript;
+    EXPECT_EQ(r.transcript.substr(from), "\nCommand: SETVAR LUNITS 4"
+                                         "\nCommand: PARAM a 2"
+                                         "\nCreated a = 2 = 0'-2\""
+                                         "\nCommand: PARAM w 10"
+                                         "\nCreated w = 10 = 0'-10\""
+                                         "\nCommand: PARAM d \"1/(w-2)\""
+                                         "\nCreated d = 1/(w-2) = 0'-0 1/8\""
+                                         "\nCommand: TABLE 2 2 0,0"
+                                         "\nTable F: 2 rows, 2 columns."
+                                         "\nCommand: LINK w Table(F).$B$2"
+                                         "\nLinked w to Table(F).$B$2."
+                                         "\nCommand: TABLEDIT F B2 \"5'-9\\\"\""
+                                         "\nCell B2 of table F: \"5'-9\"\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = 5'-9\" = 5'-9\""
+                                         "\nd = 1/(w-2) = 0'-0\""
+                                         "\nCommand: TABLEDIT F B2 \"5' -9\\\"\""
+                                         "\nCell B2 of table F: \"5' -9\"\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = 5' -9\" = 4'-3\""
+                                         "\nd = 1/(w-2) = 0'-0\""
+                                         "\nCommand: TABLEDIT F B2 \"1-1/2\""
+                                         "\nCell B2 of table F: \"1-1/2\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = 1-1/2 = 0'-1 1/2\""
+                                         "\nd = 1/(w-2) = -0'-2\""
+                                         "\nCommand: TABLEDIT F B2 \"max(a;3) % 2\""
+                                         "\nCell B2 of table F: \"max(a;3) % 2\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = max(a;3) % 2 = 0'-1\""
+                                         "\nd = 1/(w-2) = -0'-1\""
+                                         "\nCommand: TABLEDIT F B2 \"2^3^2 / -2^2\""
+                                         "\nCell B2 of table F: \"2^3^2 / -2^2\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = 2^3^2 / -2^2 = 1'-4\""
+                                         "\nd = 1/(w-2) = 0'-0 1/16\""
+                                         "\nCommand: TABLEDIT F B2 \"acosh(1) + 2\""
+                                         "\nCell B2 of table F: \"acosh(1) + 2\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = acosh(1) + 2 = 0'-2\""
+                                         "\nd = 1/(w-2) = 0'-0 1/16\"  (invalid: Division by zero)"
+                                         "\nCommand: TABLEDIT F B2 \"1e101\""
+                                         "\nCell B2 of table F: \"1e101\""
+                                         "\nCommand: PARAMS"
+                                         "\na = 2 = 0'-2\""
+                                         "\nw = acosh(1) + 2 = 0'-2\""
+                                         "\nd = 1/(w-2) = 0'-0 1/16\"  (invalid: Division by zero)"
+                                         "\n");
 }
 
 // A refused command prints why and stops the script at its line.

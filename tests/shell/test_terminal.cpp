@@ -1,17 +1,11 @@
 // A user at the terminal answers the plug-in's prompts, message boxes and dialogs as they come;
 // a script answers them from its lines and stops where it has none. The commands asking are
 // those of a small test application (PromptProbe.cpp) loaded instead of the plug-in.
-#include <fcntl.h>
-#include <poll.h>
-#include <pty.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
 #include <string>
 #include <vector>
 
 #include "ShellRun.h"
+#include "TerminalSession.h"
 
 namespace {
 
@@ -129,101 +123,6 @@ TEST_F(ShellTest, AScriptNeverAsksTheTerminalAndStopsAtItsFirstUnansweredQuestio
               std::string::npos)
         << dialog.errors;
 }
-
-// The program on a pseudo-terminal: what the user sees, line by line, once the terminal has
-// applied the carriage returns and backspaces readline sends.
-class TerminalSession {
-public:
-    explicit TerminalSession(const std::string& configDir) {
-        m_pid = forkpty(&m_master, nullptr, nullptr, nullptr);
-        if (m_pid == 0) {
-            setenv("XDG_CONFIG_HOME", configDir.c_str(), 1);
-            setenv("TERM", "dumb", 1);
-            execl(LINKMESH_PROGRAM, LINKMESH_PROGRAM, "--plugin", LINKMESH_PROBE,
-                  static_cast<char*>(nullptr));
-            _exit(127);
-        }
-    }
-    ~TerminalSession() {
-        if (m_master >= 0)
-            close(m_master);
-        if (m_pid > 0)
-            waitpid(m_pid, nullptr, 0);
-    }
-    bool started() const { return m_pid > 0; }
-    const std::string& raw() const { return m_raw; }
-
-    // Reads until the screen's last line ends with the text (a prompt waiting), or a few
-    // seconds pass.
-    bool waitFor(const std::string& text) {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!screenEndsWith(text)) {
-            pollfd p{m_master, POLLIN, 0};
-            if (std::chrono::steady_clock::now() > deadline || poll(&p, 1, 100) < 0)
-                return false;
-            if ((p.revents & (POLLIN | POLLHUP)) && !readSome())
-                return false;
-        }
-        return true;
-    }
-    void typeLine(const std::string& line) {
-        // A user takes a moment: readline has set up the terminal by then, and the kernel does
-        // not echo the line a second time.
-        usleep(150 * 1000);
-        std::string bytes = line + "\r";
-        ASSERT_EQ(write(m_master, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    }
-    int finish() {
-        while (readSome()) {
-        }
-        int status = 0;
-        waitpid(m_pid, &status, 0);
-        m_pid = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    std::vector<std::string> screen() const {
-        std::vector<std::string> lines(1);
-        size_t column = 0;
-        for (char c : m_raw) {
-            std::string& line = lines.back();
-            if (c == '\n') {
-                lines.emplace_back();
-                column = 0;
-            } else if (c == '\r') {
-                column = 0;
-            } else if (c == '\b') {
-                column = column ? column - 1 : 0;
-            } else {
-                if (column < line.size())
-                    line[column] = c;
-                else
-                    line.push_back(c);
-                ++column;
-            }
-        }
-        return lines;
-    }
-
-private:
-    bool screenEndsWith(const std::string& text) const {
-        std::string last = screen().back();
-        return last.size() >= text.size() &&
-               last.compare(last.size() - text.size(), text.size(), text) == 0;
-    }
-    bool readSome() {
-        char buffer[4096];
-        ssize_t n = read(m_master, buffer, sizeof buffer);
-        if (n <= 0)
-            return false;
-        m_raw.append(buffer, static_cast<size_t>(n));
-        return true;
-    }
-
-    int m_master = -1;
-    pid_t m_pid = -1;
-    std::string m_raw;
-};
 
 TEST_F(ShellTest, AtATerminalThePromptIsShownOnceWithTheAnswerTypedBesideIt) {
     TerminalSession terminal((m_dir / "config").string());

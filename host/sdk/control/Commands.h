@@ -24,6 +24,15 @@ struct HostCommandInfo {
 };
 std::vector<HostCommandInfo> hostCommands();
 
+// The commands applications added to the command stack, by group (oldest group first), each
+// group's in the order they were added.
+struct ApplicationCommandInfo {
+    std::wstring group;
+    std::wstring globalName;
+    std::wstring localName;
+};
+std::vector<ApplicationCommandInfo> applicationCommands();
+
 // Runs one command as the host does: "_" asks for the global name, "." for the host's own
 // command. Editor reactors are told when it starts and how it ended. Unknown gives
 // Unknown after the host's "Unknown command" line.

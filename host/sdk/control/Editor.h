@@ -32,6 +32,11 @@ AcDbObjectId paperSpaceId(AcDbDatabase* database);
 // they do on a host whose framework is not loaded.
 void setAssocFrameworkAvailable(bool available);
 
+// Marks a variable as the parameter of an angular constraint: its value is in degrees and
+// the host shows it by AUNITS and AUPREC. Others are shown as distances.
+void setAngularVariable(AcDbObjectId variable, bool angular);
+bool isAngularVariable(AcDbObjectId variable);
+
 // Back to a host with no input, no selection sets, no editor reactors and no records.
 void resetEditor();
 

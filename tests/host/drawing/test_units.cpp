@@ -1,4 +1,5 @@
 #include "drawing/UnitParsing.h"
+#include "drawing/UnitFormatting.h"
 
 #include <gtest/gtest.h>
 
@@ -184,4 +185,56 @@ TEST_F(HostConversions, AngleFollowsTheDrawingsAngularUnits) {
     EXPECT_EQ(acdbAngToF(L"wide", -1, &v), RTERROR);
     EXPECT_EQ(v, 0.0);
     EXPECT_EQ(acdbAngToF(L"1", 5, &v), RTERROR);
+}
+
+TEST(UnitFormatting, DistancesByLinearUnitsAndPrecision) {
+    struct Row {
+        double value;
+        int mode, precision;
+        const wchar_t* shown;
+    };
+    const Row rows[] = {
+        {1234567.891, 1, 4, L"1.2346E+06"},
+        {1234567.891, 2, 4, L"1234567.8910"},
+        {10, 2, 0, L"10"},
+        {-0.00001, 2, 4, L"0.0000"},
+        {69.5, 3, 4, L"5'-9.5000\""},
+        {-69.5, 3, 2, L"-5'-9.50\""},
+        {143.99999, 3, 2, L"12'-0.00\""},
+        {69.5, 4, 4, L"5'-9 1/2\""},
+        {0.125, 4, 4, L"0'-0 1/8\""},
+        {60, 4, 4, L"5'-0\""},
+        {0.01, 4, 4, L"0'-0\""},
+        {1.3333, 5, 2, L"1 1/4"},
+        {0.5, 5, 4, L"1/2"},
+        {-2.5, 5, 4, L"-2 1/2"},
+        {1e20, 4, 4, L"100000000000000000000.0000"}, // too large for feet: decimal
+        {3, 9, 4, L"3.0000"},                        // unknown mode: decimal
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.value);
+        EXPECT_EQ(drawing::formatDistance(row.value, row.mode, row.precision), row.shown);
+    }
+}
+
+TEST(UnitFormatting, AnglesByAngularUnitsAndPrecision) {
+    struct Row {
+        double degrees;
+        int mode, precision;
+        const wchar_t* shown;
+    };
+    const Row rows[] = {
+        {45.5, 0, 2, L"45.50"},    {45.5, 1, 0, L"46d"},
+        {45.5, 1, 2, L"45d30'"},   {45.50417, 1, 4, L"45d30'15\""},
+        {90, 2, 1, L"100.0g"},     {180, 3, 4, L"3.1416r"},
+        {45, 4, 0, L"N 45d E"},    {135, 4, 0, L"N 45d W"},
+        {225, 4, 2, L"S 45d0' W"}, {300, 4, 0, L"S 30d E"},
+        {90, 4, 0, L"N"},          {0, 4, 0, L"E"},
+        {180, 4, 0, L"W"},         {270, 4, 0, L"S"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.degrees);
+        EXPECT_EQ(drawing::formatAngle(row.degrees * kPi / 180.0, row.mode, row.precision),
+                  row.shown);
+    }
 }
