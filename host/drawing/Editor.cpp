@@ -37,6 +37,7 @@ struct EditorState {
     std::wstring lastKeyword;
     std::map<int64_t, std::vector<AcDbObjectId>> selectionSets;
     int64_t nextSelectionSet = 1;
+    int selectionSetFreeCalls = 0;
     std::vector<AcEditorReactor*> reactors;
     int regens = 0;
     std::vector<AcDbObjectId> queuedForRegen;
@@ -288,6 +289,14 @@ void clearRegenRecord() {
     state().queuedForRegen.clear();
 }
 
+int selectionSetsHeld() {
+    return static_cast<int>(state().selectionSets.size());
+}
+
+int selectionSetFreeCalls() {
+    return state().selectionSetFreeCalls;
+}
+
 void resetEditor() {
     state() = EditorState{};
     setAssocFrameworkAvailable(true);
@@ -368,6 +377,7 @@ int acedSSGet(const ACHAR* str, const void*, const void*, const resbuf* filter, 
 }
 
 int acedSSFree(const ads_name sname) {
+    ++state().selectionSetFreeCalls;
     if (!selectionSet(sname))
         return RTERROR;
     state().selectionSets.erase(sname[0]);

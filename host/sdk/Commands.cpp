@@ -79,6 +79,7 @@ struct CommandState {
     std::deque<std::wstring> queued;
     std::vector<std::wstring> active;
     lmhost::CommandEvents events;
+    std::vector<lmhost::CommandStackChange> changes;
 };
 
 CommandState& state() {
@@ -122,6 +123,7 @@ Acad::ErrorStatus AcEdCommandStack::addCommand(const ACHAR* cmdGroupName,
     auto* data = new AcEdCommand::Data{cmdGroupName, cmdGlobalName, local, commandFlags,
                                        functionAddr, UIContext,     fcode, hResourceHandle};
     group->commands.push_back(std::make_unique<AcEdCommand>(data));
+    state().changes.push_back({true, cmdGroupName, cmdGlobalName});
     if (cmdPtrRet)
         *cmdPtrRet = group->commands.back().get();
     return Acad::eOk;
@@ -137,6 +139,7 @@ Acad::ErrorStatus AcEdCommandStack::removeCmd(const ACHAR* cmdGroupName,
     auto& cmds = group->commands;
     for (auto it = cmds.begin(); it != cmds.end(); ++it)
         if (sameName((*it)->globalName(), cmdGlobalName)) {
+            state().changes.push_back({false, group->name, (*it)->globalName()});
             cmds.erase(it);
             if (cmds.empty())
                 std::erase_if(state().groups, [&](const CommandGroup& g) { return &g == group; });
@@ -196,6 +199,14 @@ std::vector<HostCommandInfo> hostCommands() {
     for (const HostCommandEntry& c : state().hostCommands)
         list.push_back({c.name, c.help});
     return list;
+}
+
+const std::vector<CommandStackChange>& commandStackChanges() {
+    return state().changes;
+}
+
+void clearCommandStackChanges() {
+    state().changes.clear();
 }
 
 void setCommandEvents(CommandEvents events) {

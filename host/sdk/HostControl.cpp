@@ -6,6 +6,8 @@
 #include "WideFormat.h"
 #include "acutads.h"
 #include "afx.h"
+#include "afxwin.h"
+#include "rxmfcapi.h"
 #include "sdk/control/Editor.h"
 #include "sdk/control/SystemVariables.h"
 #include "sdk/control/WorkingDatabase.h"
@@ -38,7 +40,7 @@ std::vector<MessageBoxRecord> messageBoxes() {
     std::vector<MessageBoxRecord> boxes;
     for (const HostEvent& e : hostLog().events)
         if (e.kind == HostEvent::MessageBox)
-            boxes.push_back({e.text, e.title, e.style, e.answer});
+            boxes.push_back({e.text, e.title, e.style, e.answer, e.owner});
     return boxes;
 }
 
@@ -112,9 +114,9 @@ void print(const std::wstring& text) {
         log.printListener(text);
 }
 
-int showMessageBox(const wchar_t* text, const wchar_t* title, unsigned style) {
+int showMessageBox(const wchar_t* text, const wchar_t* title, unsigned style, const void* owner) {
     HostLog& log = hostLog();
-    MessageBoxRecord box{text ? text : L"", title ? title : L"", style, 0};
+    MessageBoxRecord box{text ? text : L"", title ? title : L"", style, 0, owner};
     int answer = 0;
     if (log.messageBoxHandler)
         answer = log.messageBoxHandler(box);
@@ -124,7 +126,7 @@ int showMessageBox(const wchar_t* text, const wchar_t* title, unsigned style) {
     }
     if (answer == 0)
         answer = defaultMessageBoxAnswer(style);
-    log.events.push_back({HostEvent::MessageBox, box.text, box.title, style, answer});
+    log.events.push_back({HostEvent::MessageBox, box.text, box.title, style, answer, owner});
     return answer;
 }
 
@@ -139,11 +141,14 @@ int acutPrintf(const ACHAR* format, ...) {
     return static_cast<int>(text.size());
 }
 
-// The message box's owner window has no meaning without a window system.
-int MessageBoxW(HWND, LPCWSTR text, LPCWSTR caption, UINT type) {
-    return lmhost::showMessageBox(text, caption ? caption : L"Error", type);
+// Without a window system the owner only matters as a record: which window the box
+// belongs to.
+int MessageBoxW(HWND owner, LPCWSTR text, LPCWSTR caption, UINT type) {
+    return lmhost::showMessageBox(text, caption ? caption : L"Error", type, owner);
 }
 
+// The framework's box belongs to the application's main window: the host's frame.
 int AfxMessageBox(const wchar_t* text, UINT type, UINT) {
-    return lmhost::showMessageBox(text, lmhost::hostApplicationTitle(), type);
+    return lmhost::showMessageBox(text, lmhost::hostApplicationTitle(), type,
+                                  acedGetAcadFrame()->GetSafeHwnd());
 }

@@ -1,5 +1,25 @@
 #include "excel/CStringTable.h"
 
+#include <cassert>
+
+IMPLEMENT_DYNAMIC(CStringTable, CObject)
+
+void CStringTable::Serialize(CArchive& archive) {
+    CObject::Serialize(archive);
+}
+
+void CStringTable::AssertValid() const {
+    CObject::AssertValid();
+    for (INT_PTR r = 1; r < GetSize(); ++r)
+        assert(GetAt(r).GetSize() == GetAt(0).GetSize());
+}
+
+void CStringTable::Dump(CDumpContext& context) const {
+    CObject::Dump(context);
+    context << L"\nm_strAddress = " << m_strAddress.GetString() << L"\nrows = "
+            << static_cast<long long>(GetSize());
+}
+
 int CStringArrayEx::FindString(CString text, BOOL ignoreCase) const {
     INT_PTR i = 0;
     INT_PTR j = GetSize() - 1;

@@ -16,15 +16,18 @@ public:
     int FindString(CString text, BOOL ignoreCase) const;
 };
 
-class CArchive;
-
 // One row per worksheet row of the block, each with one text per column; 0-based.
-class CStringTable : public CArray<CStringArrayEx, CStringArrayEx&>, public CObject {
+class CStringTable : public CArray<CStringArrayEx, CStringArrayEx&> {
+    DECLARE_DYNAMIC(CStringTable)
+
 public:
     CStringTable() = default;
     ~CStringTable() override = default;
     // Never persisted: the table lives for one command.
-    virtual void Serialize(CArchive&) {}
+    void Serialize(CArchive& archive) override;
+    // Rectangular by construction: every row as long as the first.
+    void AssertValid() const override;
+    void Dump(CDumpContext& context) const override;
 
     // The address the table was read from.
     CString m_strAddress;

@@ -42,6 +42,14 @@ constexpr DISPID Application = 0x94;
 extern const IID IID_ExcelRange;
 extern const IID IID_ExcelWindow;
 
+// The string of a Range.Text result, which the variant is given up for. Text answers a
+// string (Null, with no string, for a block of differing cells): its type is not tested.
+inline CString takeTextString(VARIANT text) {
+    CString s(text.bstrVal);
+    VariantClear(&text);
+    return s;
+}
+
 class CApplication : public COleDispatchDriver {
 public:
     CApplication() = default;

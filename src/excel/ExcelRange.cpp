@@ -8,12 +8,9 @@
 
 namespace {
 
-// The displayed text of a Text result, trimmed. Text is a string, or Null for a block of
-// differing cells, which reads as empty.
+// The displayed text of a Text result, trimmed.
 CString takeText(VARIANT text) {
-    CString s(text.vt == VT_BSTR ? text.bstrVal : nullptr);
-    VariantClear(&text);
-    return s.Trim();
+    return takeTextString(text).Trim();
 }
 
 // Rows are appended by growing the table by one and copying the filled row in.
@@ -75,8 +72,6 @@ int ExcelUtils::CreateTextArray(int rows, int columns) {
 
 void ExcelUtils::PutTextElement(CString text, int row, int column) {
     if (row < 0 || column < 0)
-        return;
-    if (s_textArray.GetDim() != 2)
         return;
     excelStep(0, [&] {
         long lastRow = 0, lastColumn = 0;

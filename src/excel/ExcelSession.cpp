@@ -169,7 +169,8 @@ int ExcelUtils::OpenWorkbook(CString path, int, int readOnly) {
         s_workbook.AttachDispatch(books.Open(
             path, COleVariant(1L), COleVariant(long(readOnly)), vtMissing, vtMissing, vtMissing,
             vtMissing, vtMissing, vtMissing, vtMissing, vtMissing, vtMissing, vtMissing));
-        return 1;
+        // Without an application nothing answers the open, and no workbook is held.
+        return s_workbook.m_lpDispatch ? 1 : 0;
     });
 }
 
@@ -324,13 +325,10 @@ ExcelSessionGuard::ExcelSessionGuard(int& launched) : m_quit(1) {
 
 ExcelSessionGuard::ExcelSessionGuard(const wchar_t* workbookPath, int& ready, int& workbookOpen) {
     workbookOpen = 1;
-    ready = ExcelUtils::GetActiveExcel(workbookPath);
-    if (!ready) {
-        ready = ExcelUtils::LaunchExcel();
-        if (!ready) {
-            workbookOpen = 0;
-            return;
-        }
+    if (!ExcelUtils::GetActiveExcel(workbookPath)) {
+        // A failed launch is not an end: the steps below find no application, and
+        // EnsureActiveSheet tells the user that Excel could not be had.
+        ExcelUtils::LaunchExcel();
         if (workbookPath && *workbookPath) {
             if (!ExcelUtils::OpenWorkbook(workbookPath, 0, 0))
                 workbookOpen = 0;

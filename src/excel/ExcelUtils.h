@@ -87,7 +87,8 @@ public:
     // The user's Excel, or a new one left open for the user: attaches (opening the path
     // if given), else launches and opens the path or adds a workbook, then makes sure a
     // sheet is active. `ready` is 1 when a sheet is current; `workbookOpen` is 1 unless
-    // the path could not be opened or a new workbook had to be added.
+    // the path could not be opened or a new workbook had to be added. When no Excel can
+    // be had, the user is told so and both are 0.
     ExcelSessionGuard(const wchar_t* workbookPath, int& ready, int& workbookOpen);
     ~ExcelSessionGuard();
     ExcelSessionGuard(const ExcelSessionGuard&) = delete;

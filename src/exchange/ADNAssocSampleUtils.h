@@ -2,6 +2,7 @@
 // associative network. Only actions of exactly that class are parameters.
 #pragma once
 
+#include "AcDbAssocGlobal.h"
 #include "AcString.h"
 #include "afx.h"
 #include "acadstrc.h"
@@ -27,3 +28,30 @@ Acad::ErrorStatus setVariableExpression(AcDbObjectId variableId, const AcString&
 // properties of block references in selection order. Nothing is sorted here.
 Acad::ErrorStatus enumerateParameters(CStringArray& names, CStringArray& expressions,
                                       int includeBlocks);
+
+// An evaluation callback that asks nothing and does nothing. It is declared for clients of
+// the framework and never made here: no operation of the plug-in creates one or hands one to
+// the host.
+class ADNConstraintEvaluationCallback : public AcDbAssocEvaluationCallback {
+public:
+    ~ADNConstraintEvaluationCallback() override = default;
+
+    AcDbAssocEvaluationMode evaluationMode() const override {
+        return kModifyObjectsAssocEvaluationMode;
+    }
+    void beginActionEvaluation(AcDbAssocAction*) override {}
+    void endActionEvaluation(AcDbAssocAction*) override {}
+    void setActionEvaluationErrorStatus(AcDbAssocAction*, Acad::ErrorStatus, const AcDbObjectId&,
+                                        AcDbObject*, void*) override {}
+    void beginActionEvaluationUsingObject(AcDbAssocAction*, const AcDbObjectId&, bool, bool,
+                                          AcDbObject*&) override {}
+    void endActionEvaluationUsingObject(AcDbAssocAction*, const AcDbObjectId&,
+                                        AcDbObject*) override {}
+    void allDependentActionsMarkedToEvaluate(AcDbAssocNetwork*) override {}
+    AcDbAssocDraggingState draggingState() const override { return kNotDraggingAssocDraggingState; }
+    AcDbEvalContext* getAdditionalData() const override { return nullptr; }
+    AcDbAssocTransformationType getTransformationType() const override { return kNotSpecified; }
+    void beginNetworkEvaluation(AcDbAssocNetwork*) override {}
+    void endNetworkEvaluation(AcDbAssocNetwork*) override {}
+    bool cancelActionEvaluation() override { return false; }
+};

@@ -65,8 +65,6 @@ AcRx::AppRetCode CLmeshApp::On_kUnloadAppMsg(void* pkt) {
         delete m_pEditorReactor;
         m_pEditorReactor = nullptr;
     }
-    // The queue's storage goes with the application, before the library itself is unloaded.
-    freePendingTables();
     return AcRx::kRetOK;
 }
 

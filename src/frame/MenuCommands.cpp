@@ -7,6 +7,7 @@
 #include "dbapserv.h"
 #include "frame/ResourceOverride.h"
 #include "libloaderapi.h"
+#include "rxmfcapi.h"
 #include "shellapi.h"
 #include "shlwapi.h"
 #include "support/Registry.h"
@@ -234,5 +235,6 @@ void aboutCommand() {
                 L"This program is protected by copyright law. Unauthorized reproduction or "
                 L"distribution of this program, or any portion of it, is not permitted.",
                 kProductName, kProductVersion, COleDateTime::GetCurrentTime().GetYear());
-    MessageBoxW(nullptr, text, title, MB_OK);
+    CWnd* frame = acedGetAcadFrame();
+    MessageBoxW(frame ? frame->GetSafeHwnd() : nullptr, text, title, MB_OK);
 }

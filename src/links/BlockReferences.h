@@ -11,10 +11,9 @@
 template <class Visit> void forEachBlockReference(Visit visit) {
     resbuf* filter = acutBuildList(RTDXF0, L"INSERT", RTNONE);
     ads_name selection = {0, 0};
-    int found = acedSSGet(L"X", nullptr, nullptr, filter, selection);
+    // The status is not looked at: the count decides, and the set is freed in any case.
+    acedSSGet(L"X", nullptr, nullptr, filter, selection);
     acutRelRb(filter);
-    if (found != RTNORM)
-        return;
     Adesk::Int32 count = 0;
     if (acedSSLength(selection, &count) != RTNORM)
         count = 0;

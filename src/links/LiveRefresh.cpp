@@ -28,10 +28,6 @@ void drainPendingTables() {
     pendingTables.setLogicalLength(0);
 }
 
-void freePendingTables() {
-    pendingTables.setPhysicalLength(0);
-}
-
 Acad::ErrorStatus refreshLinksOfTable(AcDbObjectId tableId) {
     AcDbObjectPointer<AcDbTable> table(tableId, AcDb::kForRead);
     if (table.openStatus() != Acad::eOk)

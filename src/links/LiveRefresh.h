@@ -5,7 +5,8 @@
 #include "acadstrc.h"
 #include "dbidar.h"
 
-// Tables modified since the last drain, each at most once; shared by all documents.
+// Tables modified since the last drain, each at most once; shared by all documents. Its
+// storage is freed with the library (docs/table-links.md).
 extern AcDbObjectIdArray pendingTables;
 
 // The enqueue step of objectModified: a table of exactly class AcDbTable, once.
@@ -15,8 +16,6 @@ void enqueueModifiedTable(const AcDbObject* object);
 void drainPendingTables();
 // Gives each parameter of the current space linked to a cell of this table the cell's text.
 Acad::ErrorStatus refreshLinksOfTable(AcDbObjectId tableId);
-// Frees the queue's storage at unload.
-void freePendingTables();
 
 // The command handler of _Lmesh_Test: sets the "_DATA" style on a picked table's first rows.
 void testCommand();

@@ -77,12 +77,7 @@ void readCellText(CLinkedParameterXlsInfo& link) {
             xlid::Range, DISPATCH_PROPERTYGET, VT_DISPATCH, &rangeDispatch, rangeArguments,
             static_cast<const VARIANT*>(&address), static_cast<const VARIANT*>(&vtMissing));
         CRange range(rangeDispatch);
-        VARIANT text;
-        VariantInit(&text);
-        range.InvokeHelper(xlid::Text, DISPATCH_PROPERTYGET, VT_VARIANT, &text, nullptr);
-        // Text always answers a string; its type is not looked at.
-        link.cellText = text.bstrVal ? text.bstrVal : L"";
-        VariantClear(&text);
+        link.cellText = takeTextString(range.get_Text()).GetString();
     } catch (CException* e) {
         e->Delete();
     } catch (...) {

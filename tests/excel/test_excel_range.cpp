@@ -133,6 +133,78 @@ TEST_F(RangeTest, TextArrayCreatePutAndWrite) {
     EXPECT_EQ(data.value(5, 7).type, spreadsheet::CellType::Empty);
 }
 
+// The bounds of both dimensions are read whatever the array is: an array that is not two
+// rows by columns, or none at all, is a failure the user is shown, and nothing is put.
+TEST_F(RangeTest, PutIntoAnArrayOfAnotherShapeIsReported) {
+    DWORD elements[1] = {3};
+    ExcelUtils::s_textArray.Create(VT_BSTR, 1, elements);
+    ExcelUtils::PutTextElement(L"d1", 0, 0);
+    ASSERT_EQ(lmhost::messageBoxes().size(), 1u);
+    EXPECT_EQ(boxText(0), L"Invalid index.\r\n");
+    EXPECT_EQ(lmhost::messageBoxes()[0].style, unsigned(MB_ICONINFORMATION));
+    long index = 0;
+    BSTR stored = nullptr;
+    ExcelUtils::s_textArray.GetElement(&index, &stored);
+    EXPECT_EQ(stored, nullptr);
+    SysFreeString(stored);
+
+    ExcelUtils::s_textArray.Clear();
+    ExcelUtils::PutTextElement(L"d1", 0, 0);
+    ASSERT_EQ(lmhost::messageBoxes().size(), 2u);
+    EXPECT_EQ(boxText(1), L"The parameter is incorrect.\r\n");
+}
+
+// A server of its own for one case: the sheet's Range is itself, and its Text is marked
+// Null while it still hands a string over.
+class UntypedTextServer : public IDispatch {
+public:
+    explicit UntypedTextServer(const wchar_t* text) : m_text(SysAllocString(text)) {}
+    ~UntypedTextServer() { SysFreeString(m_text); }
+    HRESULT QueryInterface(REFIID, void** object) override {
+        *object = this;
+        AddRef();
+        return S_OK;
+    }
+    ULONG AddRef() override { return ++m_references; }
+    ULONG Release() override { return --m_references; }
+    HRESULT GetTypeInfoCount(UINT* count) override {
+        *count = 0;
+        return S_OK;
+    }
+    HRESULT GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) override { return E_NOTIMPL; }
+    HRESULT Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
+                   UINT*) override {
+        if (member == 0xC5) { // Worksheet.Range
+            AddRef();
+            result->vt = VT_DISPATCH;
+            result->pdispVal = this;
+            return S_OK;
+        }
+        if (member == 0x8A) { // Range.Text; the string stays the server's
+            result->vt = VT_NULL;
+            result->bstrVal = m_text;
+            return S_OK;
+        }
+        return DISP_E_MEMBERNOTFOUND;
+    }
+    ULONG references() const { return m_references; }
+
+private:
+    BSTR m_text;
+    ULONG m_references = 1;
+};
+
+TEST_F(RangeTest, TextIsTakenOutOfItsVariantWithoutATestOfItsType) {
+    UntypedTextServer server(L"  7.5 ");
+    ExcelUtils::s_worksheet.AttachDispatch(&server, FALSE);
+    CStringTable table;
+    ASSERT_EQ(ExcelUtils::ReadRange(table, L"$B$2"), 1);
+    EXPECT_EQ(rows(table), (Rows{{L"7.5"}}));
+    ExcelUtils::s_worksheet.DetachDispatch();
+    EXPECT_EQ(server.references(), 1u);
+}
+
 TEST_F(RangeTest, AutoFitUsedColumns) {
     double before = sheet(0).columnWidth(4);
     EXPECT_EQ(ExcelUtils::AutoFitUsedColumns(), 1);
@@ -140,6 +212,36 @@ TEST_F(RangeTest, AutoFitUsedColumns) {
     EXPECT_EQ(excelhost::callCount(L"Range.AutoFit"), 1);
     excelhost::failNextCall(L"Range.AutoFit", DISP_E_EXCEPTION);
     EXPECT_EQ(ExcelUtils::AutoFitUsedColumns(), 0);
+}
+
+// The table is one of the framework's arrays, and through it a CObject with its run-time
+// class: a table handed on as a CObject is still known as a table of rows.
+TEST(StringTable, IsAnArrayOfRowsAndAnObjectOfItsOwnClass) {
+    CStringTable table;
+    CStringArrayEx row;
+    row.Add(L"12.5");
+    row.Add(L"abc");
+    table.Add(row);
+    table.m_strAddress = L"$B$2:$C$2";
+
+    CArray<CStringArrayEx, CStringArrayEx&>& rows = table;
+    CObject& object = rows;
+    EXPECT_TRUE(object.IsKindOf(RUNTIME_CLASS(CStringTable)));
+    EXPECT_TRUE(object.IsKindOf(RUNTIME_CLASS(CObject)));
+    EXPECT_FALSE(CStringArrayEx().IsKindOf(RUNTIME_CLASS(CStringTable)));
+    EXPECT_STREQ(object.GetRuntimeClass()->m_lpszClassName, "CStringTable");
+    EXPECT_EQ(object.GetRuntimeClass()->m_pBaseClass, RUNTIME_CLASS(CObject));
+    object.AssertValid();
+    CDumpContext dump;
+    object.Dump(dump);
+    EXPECT_NE(dump.text().find(L"a CStringTable at $"), std::wstring::npos);
+    EXPECT_NE(dump.text().find(L"\nm_strAddress = $B$2:$C$2\nrows = 1"), std::wstring::npos);
+
+    // Destroyed through its root, the rows go with it (the sanitizers watch for leaks).
+    auto* filled = new CStringTable;
+    filled->Add(row);
+    CObject* owned = filled;
+    delete owned;
 }
 
 TEST(StringArrayEx, FindStringSearchesFromBothEnds) {

@@ -358,15 +358,38 @@ TEST_F(SessionTest, SelectCellDialogPattern) {
     }
     EXPECT_EQ(boxText(0), L"Catastrophic failure\r\n");
 
-    // Nothing installed: not ready, and the workbook is not open.
+    // Nothing installed: the launch failure, then the open finds no application and the
+    // user is told that Excel could not be had. Not ready, and the workbook is not open,
+    // so the dialog's fields stay as they were.
     excelhost::resetExcel();
     excelhost::setInstalled(false);
+    lmhost::clearTranscript();
     {
         int ready = 1, open = 1;
         ExcelSessionGuard guard(file.c_str(), ready, open);
         EXPECT_EQ(ready, 0);
         EXPECT_EQ(open, 0);
     }
+    ASSERT_EQ(lmhost::messageBoxes().size(), 2u);
+    EXPECT_EQ(boxText(0), L"Invalid class string\r\n");
+    EXPECT_EQ(boxText(1), L"Failed to get an instance of Excel!");
+    EXPECT_EQ(excelhost::callCount(L"Workbooks.Open"), 0);
+    EXPECT_TRUE(detached());
+}
+
+TEST_F(SessionTest, ExportWithoutAnyExcelSaysSo) {
+    excelhost::setInstalled(false);
+    {
+        int ready = 1, open = 1;
+        ExcelSessionGuard guard(nullptr, ready, open);
+        EXPECT_EQ(ready, 0);
+        EXPECT_EQ(open, 0);
+    }
+    ASSERT_EQ(lmhost::messageBoxes().size(), 2u);
+    EXPECT_EQ(boxText(0), L"Invalid class string\r\n");
+    EXPECT_EQ(boxText(1), L"Failed to get an instance of Excel!");
+    EXPECT_EQ(lmhost::messageBoxes()[1].style, 0u);
+    EXPECT_EQ(excelhost::lastStartedExcel(), 0);
     EXPECT_TRUE(detached());
 }
 

@@ -122,6 +122,17 @@ TEST_F(ExportExcelTest, AFailureInsideTheGuardStillPutsTheSettingsBack) {
     EXPECT_EQ(excelhost::liveObjects(), 0);
 }
 
+TEST_F(ExportExcelTest, WithoutExcelTheUserIsToldAndNothingIsWritten) {
+    excelhost::setInstalled(false);
+    act({L"choose 114", L"ok"});
+    exportParameters();
+    // The failed start is reported by the bridge, then the missing instance.
+    EXPECT_EQ(testkit::transcript(), L"\n[AutoCAD|64] Invalid class string\r\n -> 1"
+                                     L"\n[AutoCAD|0] Failed to get an instance of Excel! -> 1" +
+                                         kDone);
+    EXPECT_EQ(excelhost::lastStartedExcel(), 0);
+}
+
 TEST_F(ExportExcelTest, NoColumnOrNoNetworkLeavesExcelUntouched) {
     EXPECT_EQ(exportToExcel(names({L"area"}), 0, 0, 0, 0, 0), Acad::eInvalidInput);
     lmhost::setAssocFrameworkAvailable(false);

@@ -1,6 +1,9 @@
 // Finding, creating and changing constraint parameters of a space.
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <type_traits>
+
 #include "AcDbAssocNetwork.h"
 #include "AcDbAssocVariable.h"
 #include "dbapserv.h"
@@ -170,6 +173,23 @@ TEST_F(ParameterAccessTest, UnevaluableExpressionStaysWithTheOldValue) {
     EXPECT_EQ(setVariableExpression(width, L"1/0", L"", error), Acad::eDivisionByZero);
     EXPECT_EQ(expressionOf(width), L"1/0");
     EXPECT_DOUBLE_EQ(valueOf(width), 10.0);
+}
+
+// The evaluation callback is declared for the framework's clients and made by none of the
+// plug-in's operations: it asks for nothing and never cancels an evaluation.
+TEST(EvaluationCallback, AsksNothingAndCancelsNothing) {
+    static_assert(std::is_base_of_v<AcDbAssocEvaluationCallback, ADNConstraintEvaluationCallback>);
+    std::unique_ptr<AcDbAssocEvaluationCallback> callback =
+        std::make_unique<ADNConstraintEvaluationCallback>();
+    EXPECT_EQ(callback->evaluationMode(), kModifyObjectsAssocEvaluationMode);
+    EXPECT_EQ(callback->draggingState(), kNotDraggingAssocDraggingState);
+    EXPECT_EQ(callback->getAdditionalData(), nullptr);
+    EXPECT_EQ(callback->getTransformationType(), kNotSpecified);
+    AcDbObject* substitute = nullptr;
+    callback->beginActionEvaluationUsingObject(nullptr, AcDbObjectId::kNull, true, true,
+                                               substitute);
+    EXPECT_EQ(substitute, nullptr);
+    EXPECT_FALSE(callback->cancelActionEvaluation());
 }
 
 } // namespace

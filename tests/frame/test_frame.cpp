@@ -10,7 +10,12 @@
 
 #include "accmd.h"
 #include "acdocman.h"
+#include "dbapserv.h"
+#include "dbsymtb.h"
+#include "dbtable.h"
 #include "frame/LmeshApp.h"
+#include "links/LiveRefresh.h"
+#include "rxmfcapi.h"
 #include "sdk/control/Commands.h"
 #include "sdk/control/Documents.h"
 #include "sdk/control/Menus.h"
@@ -100,6 +105,32 @@ TEST_F(FrameTest, ASecondInitMakesNoSecondEditorReactorOrDatabaseReactor) {
     EXPECT_EQ(DocVars.docData().m_pDbReactor, dbReactor);
 }
 
+TEST_F(FrameTest, UnloadMessageLeavesTheTableQueueAlone) {
+    acrxEntryPoint(AcRx::kInitAppMsg, nullptr);
+    AcDbDatabase* database = acdbHostApplicationServices()->workingDatabase();
+    auto* table = new AcDbTable();
+    table->setSize(2, 2);
+    AcDbObjectId id;
+    {
+        AcDbObjectPointer<AcDbBlockTableRecord> space(database->currentSpaceId(), AcDb::kForWrite);
+        ASSERT_EQ(space->appendAcDbEntity(id, table), Acad::eOk);
+        table->close();
+    }
+    {
+        AcDbObjectPointer<AcDbTable> open(id, AcDb::kForWrite);
+        ASSERT_EQ(open->setTextString(0, 0, L"5"), Acad::eOk);
+    }
+    ASSERT_EQ(pendingTables.logicalLength(), 1);
+    const AcDbObjectId* storage = pendingTables.asArrayPtr();
+    // Remove the commands, delete the editor reactor, and nothing more: the queue keeps its
+    // ids and its storage until the library itself goes.
+    acrxEntryPoint(AcRx::kUnloadAppMsg, nullptr);
+    ASSERT_EQ(pendingTables.logicalLength(), 1);
+    EXPECT_EQ(pendingTables[0], id);
+    EXPECT_EQ(pendingTables.asArrayPtr(), storage);
+    pendingTables.setLogicalLength(0);
+}
+
 TEST_F(FrameTest, ADocumentGetsItsReactorWhenItFirstBecomesCurrent) {
     acrxEntryPoint(AcRx::kInitAppMsg, nullptr);
     AcApDocument* first = acDocManagerPtr()->curDocument();
@@ -139,6 +170,8 @@ TEST_F(FrameTest, AboutShowsOneButtonWithTheHostInItsTitle) {
     EXPECT_EQ(boxes[0].title, L"About Linkmesh for AutoCAD 2025");
     EXPECT_EQ(boxes[0].style, 0u);
     EXPECT_EQ(boxes[0].text.rfind(L"Linkmesh\nVersion 2.79\n", 0), 0u);
+    // Like every dialog of the plug-in, it belongs to the host's frame.
+    EXPECT_EQ(boxes[0].owner, acedGetAcadFrame()->GetSafeHwnd());
 }
 
 TEST_F(FrameTest, RegistryIsUntouchedBeforeTheVendorKeyIsSet) {

@@ -97,6 +97,20 @@ TEST_F(UpdateCommandTest, DrawingWithoutLinksOnlyFinishes) {
     EXPECT_EQ(lmhost::regenCount(), 0);
 }
 
+// Both block walks (the table links here, then the collection of workbook links) free
+// their selection set whatever acedSSGet answered; with no insert it answers an error.
+TEST_F(UpdateCommandTest, SelectionSetIsFreedWithOrWithoutInserts) {
+    addParameter(L"Width", L"10");
+    updateLinkedParameters();
+    EXPECT_EQ(lmhost::selectionSetFreeCalls(), 2);
+    EXPECT_EQ(commandLine(), L"\nFinish.");
+
+    insert(database()->currentSpaceId(), defineDoor());
+    updateLinkedParameters();
+    EXPECT_EQ(lmhost::selectionSetFreeCalls(), 4);
+    EXPECT_EQ(lmhost::selectionSetsHeld(), 0);
+}
+
 TEST_F(UpdateCommandTest, ParametersAndTheirDependentsFollowCells) {
     AcDbObjectId width = addParameter(L"Width", L"100");
     AcDbObjectId height = addParameter(L"Height", L"Width*2");

@@ -221,12 +221,13 @@ TEST_F(RefreshFromWorkbooks, WithoutExcelTheLaunchFailureIsShownAndNoCellIsRead)
     excelhost::setInstalled(false);
     setFileDialogs(0);
     refreshFromWorkbooks();
-    // The failed launch is the bridge's error box; the open on no Excel is a call on an empty
-    // driver, which does nothing, so the sheet is not found and the link stays unread.
+    // The failed launch is the bridge's error box; it shows again as a failed open of the
+    // workbook, whose link stays unread.
     ASSERT_EQ(lmhost::messageBoxes().size(), 1u);
     EXPECT_EQ(lmhost::messageBoxes()[0].text.rfind(L"Invalid class string", 0), 0u);
-    EXPECT_EQ(commandLine(), L"\n" + std::wstring(kNotice) +
-                                 L"\nCannot read the expression of the parameter d1 from " +
+    EXPECT_EQ(commandLine(), L"\n" + std::wstring(kNotice) + L"\nCannot open the workbook: " +
+                                 path(L"a.xlsx") +
+                                 L".\nCannot read the expression of the parameter d1 from " +
                                  path(L"a.xlsx") + L":Sheet1[$B$2].");
     EXPECT_EQ(expressionOf(d1), L"5");
     EXPECT_EQ(calls(L"Range.Text"), 0);

@@ -38,6 +38,16 @@ std::vector<ApplicationCommandInfo> applicationCommands();
 // Unknown after the host's "Unknown command" line.
 CommandResult runCommand(const std::wstring& name, const std::vector<std::wstring>& args = {});
 
+// What applications did to the command stack, in order: each addCommand and removeCmd
+// that took effect, with group and global name.
+struct CommandStackChange {
+    bool added = false;
+    std::wstring group;
+    std::wstring globalName;
+};
+const std::vector<CommandStackChange>& commandStackChanges();
+void clearCommandStackChanges();
+
 // The name of the command running now, or empty.
 std::wstring activeCommand();
 

@@ -22,6 +22,11 @@ int regenCount();
 const std::vector<AcDbObjectId>& queuedForRegen();
 void clearRegenRecord();
 
+// Selection sets made and not yet freed, and how often acedSSFree was called (for a set or
+// not), since the last reset.
+int selectionSetsHeld();
+int selectionSetFreeCalls();
+
 // Makes a space (model space or a layout's paper space) current; eInvalidInput for what
 // is no space of the database.
 Acad::ErrorStatus setCurrentSpace(AcDbDatabase* database, AcDbObjectId spaceId);

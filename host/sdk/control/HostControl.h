@@ -14,15 +14,17 @@ struct MessageBoxRecord {
     std::wstring title;
     unsigned style = 0;
     int answer = 0;
+    const void* owner = nullptr; // the owner window's handle; null for a box without one
 };
 
 // One thing the user saw, in order: a command-line print or a message box.
 struct HostEvent {
     enum Kind { Print, MessageBox, Other } kind = Print;
     std::wstring text;
-    std::wstring title; // message boxes
-    unsigned style = 0; // message boxes
-    int answer = 0;     // message boxes
+    std::wstring title;          // message boxes
+    unsigned style = 0;          // message boxes
+    int answer = 0;              // message boxes
+    const void* owner = nullptr; // message boxes: the owner window's handle
 };
 
 // Everything printed on the command line, as one text.
@@ -35,7 +37,8 @@ void clearTranscript();
 
 // The host's own output on the command line (prompts, echoed input), and its message box.
 void print(const std::wstring& text);
-int showMessageBox(const wchar_t* text, const wchar_t* title, unsigned style);
+int showMessageBox(const wchar_t* text, const wchar_t* title, unsigned style,
+                   const void* owner = nullptr);
 
 // Records another event the host shows the user (a dialog, a launched document).
 void recordEvent(HostEvent event);

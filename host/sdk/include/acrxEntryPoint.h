@@ -3,6 +3,9 @@
 // kept in a linker section of its own, and the exported entry points.
 #pragma once
 
+#include <algorithm>
+#include <vector>
+
 #include "accmd.h"
 #include "rxregsvc.h"
 #include "windows.h"
@@ -11,7 +14,7 @@
 extern HINSTANCE _hdllInstance;
 
 // One command of the table. The records live where the application defines them; the
-// section "acedcmds" holds a pointer to each, so that the table needs no central list.
+// section "acedcmds" holds a slot for each, so that the table needs no central list.
 struct _ACED_COMMAND_ENTRY {
     const ACHAR* pszCmdGroupName;
     const ACHAR* pszCmdGlobalName;
@@ -22,20 +25,29 @@ struct _ACED_COMMAND_ENTRY {
     UINT localNameID;
 };
 
+// A slot of the section: a record and its place in the table. The compiler lays out the
+// entries of a section in an order of its own (an optimised build reverses them), so the
+// table is put back into the order its entries are written in before it is used.
+struct _ACED_COMMAND_SLOT {
+    long order;
+    const _ACED_COMMAND_ENTRY* entry;
+};
+
 extern "C" {
-extern const _ACED_COMMAND_ENTRY* const __start_acedcmds[] __attribute__((visibility("hidden")));
-extern const _ACED_COMMAND_ENTRY* const __stop_acedcmds[] __attribute__((visibility("hidden")));
+extern const _ACED_COMMAND_SLOT __start_acedcmds[] __attribute__((visibility("hidden")));
+extern const _ACED_COMMAND_SLOT __stop_acedcmds[] __attribute__((visibility("hidden")));
 }
 
 #define ACED_CMD_CONCAT2(a, b) a##b
 #define ACED_CMD_CONCAT(a, b) ACED_CMD_CONCAT2(a, b)
 
-// Adds a command to the table: group, global name, local name, flags, handler.
+// Adds a command to the table: group, global name, local name, flags, handler. The table
+// keeps the order in which its entries are written (one file holds an application's table).
 #define ACED_ARXCOMMAND_ENTRY(group, globalName, localName, flags, function)                       \
     static const _ACED_COMMAND_ENTRY ACED_CMD_CONCAT(_acedCmd_, __LINE__) = {                      \
         group, globalName, localName, flags, function, nullptr, 0};                                \
-    __attribute__((used, section("acedcmds"))) static const _ACED_COMMAND_ENTRY* const             \
-    ACED_CMD_CONCAT(_acedCmdPtr_, __LINE__) = &ACED_CMD_CONCAT(_acedCmd_, __LINE__)
+    __attribute__((used, section("acedcmds"))) static const _ACED_COMMAND_SLOT ACED_CMD_CONCAT(    \
+        _acedCmdSlot_, __LINE__) = {__LINE__, &ACED_CMD_CONCAT(_acedCmd_, __LINE__)}
 
 #define ACRX_CMD_SESSION_BIT 0x00200000
 
@@ -124,8 +136,7 @@ public:
     AcRx::AppRetCode On_kInitAppMsg(void* pkt) override {
         AcRx::AppRetCode result = AcRxDbxApp::On_kInitAppMsg(pkt);
         // The class table of this frame is empty, so the hierarchy needs no rebuild.
-        for (const _ACED_COMMAND_ENTRY* const* e = __start_acedcmds; e < __stop_acedcmds; ++e) {
-            const _ACED_COMMAND_ENTRY* cmd = *e;
+        for (const _ACED_COMMAND_ENTRY* cmd : commandTable()) {
             const ACHAR* localName = cmd->pszCmdLocalName;
             ACHAR buffer[132] = {0};
             if (!localName) {
@@ -142,9 +153,25 @@ public:
     }
     AcRx::AppRetCode On_kUnloadAppMsg(void* pkt) override {
         AcRx::AppRetCode result = AcRxDbxApp::On_kUnloadAppMsg(pkt);
-        for (const _ACED_COMMAND_ENTRY* const* e = __start_acedcmds; e < __stop_acedcmds; ++e)
-            acedRegCmds->removeCmd((*e)->pszCmdGroupName, (*e)->pszCmdGlobalName);
+        for (const _ACED_COMMAND_ENTRY* cmd : commandTable())
+            acedRegCmds->removeCmd(cmd->pszCmdGroupName, cmd->pszCmdGlobalName);
         return result;
+    }
+
+private:
+    // The records of the section, in the order they are written in.
+    static std::vector<const _ACED_COMMAND_ENTRY*> commandTable() {
+        std::vector<const _ACED_COMMAND_SLOT*> slots;
+        for (const _ACED_COMMAND_SLOT* slot = __start_acedcmds; slot < __stop_acedcmds; ++slot)
+            slots.push_back(slot);
+        std::stable_sort(slots.begin(), slots.end(),
+                         [](const _ACED_COMMAND_SLOT* a, const _ACED_COMMAND_SLOT* b) {
+                             return a->order < b->order;
+                         });
+        std::vector<const _ACED_COMMAND_ENTRY*> table;
+        for (const _ACED_COMMAND_SLOT* slot : slots)
+            table.push_back(slot->entry);
+        return table;
     }
 };
 

@@ -1,14 +1,10 @@
 // The host framework's core classes that the plug-in uses.
 #pragma once
 
+#include "afxobj.h"
 #include "afxstr.h"
 #include "afxtempl.h"
 #include "windows.h"
-
-class CObject {
-public:
-    virtual ~CObject() = default;
-};
 
 // An array of texts, grown by the framework's rule.
 class CStringArray : public CArray<CString, const CString&> {

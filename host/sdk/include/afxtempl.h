@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "afxobj.h"
 #include "windows.h"
 
 // Thrown where the framework raises for an index out of range.
@@ -13,16 +14,16 @@ public:
     CInvalidArgException() : std::out_of_range("invalid argument") {}
 };
 
-template <class TYPE, class ARG_TYPE = const TYPE&> class CArray {
+template <class TYPE, class ARG_TYPE = const TYPE&> class CArray : public CObject {
 public:
     CArray() = default;
-    CArray(const CArray& other) { Copy(other); }
+    CArray(const CArray& other) : CObject() { Copy(other); }
     CArray& operator=(const CArray& other) {
         if (this != &other)
             Copy(other);
         return *this;
     }
-    ~CArray() { FreeData(); }
+    ~CArray() override { FreeData(); }
 
     INT_PTR GetSize() const { return m_nSize; }
     INT_PTR GetCount() const { return m_nSize; }
