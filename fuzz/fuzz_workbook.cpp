@@ -35,6 +35,19 @@ const char* const kSheet =
     R"(<c r="A1" s="1"><v>-1234.5</v></c><c r="B1" s="2"><v>1.75</v></c><c r="C1" t="s"><v>1</v></c>)"
     R"(<c r="D1" s="3"><v>45000</v></c><c r="E1" s="4"><v>3.3</v></c></row></sheetData></worksheet>)";
 
+// Selector 5: the input is a formula, in a cell of its own, shared down a column and in a
+// defined name; reading the cells calculates them.
+std::string formulaSheet(const std::string& formula) {
+    std::string f;
+    for (char c : formula)
+        f += c == '<' ? "&lt;" : c == '&' ? "&amp;" : c == '>' ? "&gt;" : std::string(1, c);
+    return R"(<worksheet><sheetData><row r="1"><c r="A1"><v>2</v></c><c r="B1"><f>)" + f +
+           R"(</f></c><c r="C1"><f t="shared" ref="C1:C3" si="0">)" + f +
+           R"(</f><v>1</v></c></row><row r="2"><c r="A2" t="s"><v>0</v></c>)"
+           R"(<c r="C2"><f t="shared" si="0"/></c><c r="D2"><f>N+B1</f></c></row>)"
+           R"(<row r="3"><c r="C3"><f t="shared" si="0"/></c></row></sheetData></worksheet>)";
+}
+
 std::string package(int which, const std::string& content) {
     return buildZip({{"_rels/.rels", kRels},
                      {"xl/workbook.xml", which == 1 ? content : kWorkbook},
@@ -49,9 +62,11 @@ std::string package(int which, const std::string& content) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1)
         return 0;
-    int which = data[0] % 5;
+    int which = data[0] % 6;
     std::string content(reinterpret_cast<const char*>(data) + 1, size - 1);
-    std::string bytes = which == 0 ? content : package(which, content);
+    std::string bytes = which == 0   ? content
+                        : which == 5 ? package(4, formulaSheet(content))
+                                     : package(which, content);
 
     Limits limits;
     limits.maxPartBytes = 8 << 20;
@@ -78,6 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         (void)sheet.usedRange();
         (void)sheet.activeCell();
+        (void)sheet.mayBeStale(1, 2);
     }
     for (const auto& name : book->names())
         if (name.sheet >= 0)

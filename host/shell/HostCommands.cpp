@@ -18,6 +18,8 @@ namespace shell {
 
 void registerDrawingCommands();
 void registerWorkbookCommands();
+void registerExcelCommands();
+void registerStyleCommands();
 
 namespace {
 
@@ -242,6 +244,8 @@ void Session::registerCommands() {
         L"MENUGROUPS: list the loaded menu groups");
     registerDrawingCommands();
     registerWorkbookCommands();
+    registerExcelCommands();
+    registerStyleCommands();
 }
 
 } // namespace shell

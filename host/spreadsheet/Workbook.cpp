@@ -1,4 +1,5 @@
 #include "spreadsheet/Workbook.h"
+#include "spreadsheet/Calculation.h"
 
 #include "spreadsheet/NumberFormat.h"
 #include "spreadsheet/Package.h"
@@ -781,6 +782,23 @@ Status Worksheet::loadAll() {
 
 namespace {
 
+// TODAY() and NOW() change by themselves: such a formula is calculated whenever shown.
+bool mentionsVolatile(std::string_view formula) {
+    for (std::size_t i = 0; i < formula.size(); ++i) {
+        auto at = [&](std::string_view word) {
+            if (formula.size() - i < word.size())
+                return false;
+            for (std::size_t k = 0; k < word.size(); ++k)
+                if (std::toupper((unsigned char)formula[i + k]) != word[k])
+                    return false;
+            return true;
+        };
+        if (at("TODAY(") || at("NOW("))
+            return true;
+    }
+    return false;
+}
+
 CellValue readCell(pugi::xml_node node, const std::vector<std::wstring>& sst) {
     CellValue v;
     std::string_view t = node.attribute("t").value();
@@ -795,6 +813,7 @@ CellValue readCell(pugi::xml_node node, const std::vector<std::wstring>& sst) {
             isNode = c;
     }
     v.formula = bool(fNode);
+    v.calculate = fNode && (!vNode || mentionsVolatile(fNode.text().get()));
     const char* text = vNode.text().get();
     if (t == "s") {
         int idx = -1;
@@ -833,6 +852,13 @@ CellValue readCell(pugi::xml_node node, const std::vector<std::wstring>& sst) {
 } // namespace
 
 CellValue Worksheet::value(int row, int col) {
+    CellValue v = storedValue(row, col);
+    if (v.formula && (v.calculate || m_book->m_calculation || m_book->fullCalculationRequested()))
+        v = m_book->calculation().current(*this, row, col);
+    return v;
+}
+
+CellValue Worksheet::storedValue(int row, int col) {
     if (load() != Status::Ok)
         return {};
     if (m_data->light) {
@@ -1252,6 +1278,14 @@ Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::
     rebuildIndex(d);
     d.modified = true;
     m_book->markDirty();
+    std::size_t width = 1;
+    for (const auto& line : block)
+        width = std::max(width, line.size());
+    RangeRef typed{{row, col},
+                   {int(std::min<long>(long(row) + long(block.size()) - 1, kMaxRows)),
+                    int(std::min<long>(long(col) + long(width) - 1, kMaxColumns))}};
+    if (row >= 1 && col >= 1 && row <= kMaxRows && col <= kMaxColumns && !block.empty())
+        m_book->calculation().changed(*this, typed);
     return Status::Ok;
 }
 
@@ -1547,6 +1581,141 @@ Status Workbook::save() {
     if (m_readOnly)
         return Status::ReadOnly;
     return saveAs(m_fullName);
+}
+
+// ---- formulas ----------------------------------------------------------------------------
+
+int Worksheet::index() const {
+    for (std::size_t i = 0; i < m_book->m_sheets.size(); ++i)
+        if (m_book->m_sheets[i].get() == this)
+            return int(i);
+    return -1;
+}
+
+std::vector<StoredFormula> Worksheet::formulas() {
+    std::vector<StoredFormula> out;
+    if (loadAll() != Status::Ok)
+        return out;
+    for (const auto& c : m_data->cells) {
+        pugi::xml_node f, v;
+        for (auto child = c.node.first_child(); child; child = child.next_sibling()) {
+            auto n = localName(child.name());
+            if (n == "f")
+                f = child;
+            else if (n == "v")
+                v = child;
+        }
+        if (!f)
+            continue;
+        StoredFormula sf;
+        sf.row = c.row;
+        sf.col = c.col;
+        sf.text = fromUtf8(f.text().get());
+        sf.kind = f.attribute("t").value();
+        sf.sharedIndex = intAttr(f.attribute("si"), -1);
+        sf.hasValue = bool(v);
+        out.push_back(std::move(sf));
+    }
+    return out;
+}
+
+std::wstring Worksheet::formula(int row, int col) {
+    if (loadAll() != Status::Ok)
+        return L"";
+    const CellEntry* e = m_data->find(row, col);
+    if (!e)
+        return L"";
+    for (auto child = e->node.first_child(); child; child = child.next_sibling())
+        if (localName(child.name()) == "f")
+            return fromUtf8(child.text().get());
+    return L"";
+}
+
+void Worksheet::storeResult(int row, int col, const CellValue& value) {
+    if (loadAll() != Status::Ok)
+        return;
+    const CellEntry* e = m_data->find(row, col);
+    if (!e)
+        return;
+    pugi::xml_node cell = e->node;
+    for (auto child = cell.first_child(); child;) {
+        auto next = child.next_sibling();
+        if (localName(child.name()) == "v" || localName(child.name()) == "is")
+            cell.remove_child(child);
+        child = next;
+    }
+    cell.remove_attribute("t");
+    auto setType = [&](const char* t) { cell.append_attribute("t") = t; };
+    std::string text;
+    switch (value.type) {
+    case CellType::Empty:
+        return;
+    case CellType::Number:
+        text = numberText(value.number);
+        break;
+    case CellType::Boolean:
+        setType("b");
+        text = value.number != 0 ? "1" : "0";
+        break;
+    case CellType::String:
+        setType("str");
+        text = toUtf8(value.string);
+        break;
+    case CellType::Error:
+        setType("e");
+        text = toUtf8(value.string);
+        break;
+    }
+    auto v = cell.append_child("v");
+    if (!text.empty() && (text.front() == ' ' || text.back() == ' '))
+        v.append_attribute("xml:space") = "preserve";
+    v.text() = text.c_str();
+    m_data->modified = true;
+    m_book->markDirty();
+}
+
+void Worksheet::forEachCell(const RangeRef& range, const std::function<void(int, int)>& visit) {
+    if (loadAll() != Status::Ok)
+        return;
+    const auto& cells = m_data->cells;
+    auto it = std::lower_bound(cells.begin(), cells.end(), range.first.row,
+                               [](const CellEntry& e, int r) { return e.row < r; });
+    for (; it != cells.end() && it->row <= range.last.row; ++it)
+        if (it->col >= range.first.col && it->col <= range.last.col)
+            visit(it->row, it->col);
+}
+
+bool Worksheet::mayBeStale(int row, int col) {
+    CellValue v = value(row, col);
+    return v.formula && m_book->m_calculation && m_book->m_calculation->mayBeStale(*this, row, col);
+}
+
+Calculation& Workbook::calculation() {
+    if (!m_calculation)
+        m_calculation = std::make_unique<Calculation>(*this);
+    return *m_calculation;
+}
+
+bool Workbook::fullCalculationRequested() const {
+    auto calcPr = childNamed(m_impl->workbookDoc.document_element(), "calcPr");
+    std::string_view full = calcPr.attribute("fullCalcOnLoad").value();
+    return full == "1" || full == "true";
+}
+
+void Workbook::requestFullCalculation() {
+    if (fullCalculationRequested())
+        return;
+    auto root = m_impl->workbookDoc.document_element();
+    if (!root)
+        return;
+    auto calcPr =
+        ensureChild(root, "calcPr",
+                    {"oleSize", "customWorkbookViews", "pivotCaches", "smartTagPr", "smartTagTypes",
+                     "webPublishing", "fileRecoveryPr", "webPublishObjects", "extLst"});
+    calcPr.remove_attribute("fullCalcOnLoad");
+    calcPr.append_attribute("fullCalcOnLoad") = "1";
+    m_impl->workbookModified = true;
+    markDirty();
 }
 
 } // namespace spreadsheet

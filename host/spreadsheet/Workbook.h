@@ -7,6 +7,7 @@
 #include "spreadsheet/CellRef.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -69,6 +70,16 @@ struct CellValue {
     double number = 0;   // Number; Boolean as 0 or 1
     std::wstring string; // String, and the code of an Error such as "#N/A"
     bool formula = false;
+    bool calculate = false; // a formula to calculate before it is shown (no result, volatile)
+};
+
+// A formula as the file stores it.
+struct StoredFormula {
+    int row = 0, col = 0;
+    std::wstring text;     // empty for a cell that shares another cell's formula
+    std::string kind;      // "" normal, "shared", "array", "dataTable"
+    int sharedIndex = -1;  // si of a shared formula
+    bool hasValue = false; // the file holds a result
 };
 
 struct DefinedName {
@@ -80,6 +91,7 @@ struct DefinedName {
 };
 
 class Workbook;
+class Calculation;
 struct SheetData;
 struct LightCell;
 
@@ -103,7 +115,15 @@ public:
     Status loadAll();
     bool loaded() const { return m_data != nullptr; }
 
+    // The cell's value; a formula without a current result is calculated first.
     CellValue value(int row, int col);
+    // The value as the file (or the last calculation) holds it, without calculating.
+    CellValue storedValue(int row, int col);
+    // The formula of a cell as written in the file ("" when none).
+    std::wstring formula(int row, int col);
+    // True when the cell's result could not be calculated after its inputs changed (or
+    // has never been calculated), so the spreadsheet program may show another one.
+    bool mayBeStale(int row, int col);
     // Number format code that applies to the cell ("General" when none).
     std::wstring numberFormat(int row, int col);
     // The cell as displayed (Range.Text), for the column's current width.
@@ -137,7 +157,13 @@ public:
 private:
     friend class Workbook;
     friend struct WorkbookImpl;
+    friend class Calculation;
     Worksheet(Workbook* book, std::wstring name, std::string partName);
+    std::vector<StoredFormula> formulas();
+    // Writes a calculated result beside the cell's formula.
+    void storeResult(int row, int col, const CellValue& value);
+    void forEachCell(const RangeRef& range, const std::function<void(int, int)>& visit);
+    int index() const;
     const LightCell* lightCell(int row, int col);
 
     Workbook* m_book;
@@ -183,6 +209,12 @@ public:
     // A sheet-scope name of scopeSheet wins over a workbook-scope name.
     const DefinedName* findName(const std::wstring& name, int scopeSheet = -1) const;
 
+    // The formula engine of this workbook, made when first needed.
+    Calculation& calculation();
+    // Asks the spreadsheet program to recalculate the whole file when it next opens it.
+    void requestFullCalculation();
+    bool fullCalculationRequested() const;
+
     // Writes the workbook back to its file, keeping every part it did not change.
     Status save();
     // Writes to another file, which becomes the workbook's file.
@@ -200,6 +232,7 @@ private:
 
     std::unique_ptr<WorkbookImpl> m_impl;
     std::vector<std::unique_ptr<Worksheet>> m_sheets;
+    std::unique_ptr<Calculation> m_calculation;
     std::wstring m_fullName;
     std::wstring m_name;
     bool m_readOnly = false;

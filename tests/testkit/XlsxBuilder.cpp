@@ -101,6 +101,11 @@ XlsxBuilder& XlsxBuilder::formula(const std::string& ref, const std::string& f, 
     return *this;
 }
 
+XlsxBuilder& XlsxBuilder::formulaOnly(const std::string& ref, const std::string& f, int style) {
+    current().cells.push_back({ref, "", "", f, L"", style});
+    return *this;
+}
+
 XlsxBuilder& XlsxBuilder::formulaText(const std::string& ref, const std::string& f,
                                       const std::wstring& cached) {
     current().cells.push_back({ref, "str", utf8(cached), f, L"", 0});

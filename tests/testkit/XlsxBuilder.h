@@ -23,6 +23,8 @@ public:
     XlsxBuilder& error(const std::string& ref, const std::string& code);
     XlsxBuilder& formula(const std::string& ref, const std::string& formula, double cached,
                          int style = 0);
+    // A formula without a result, as libraries that do not calculate write it.
+    XlsxBuilder& formulaOnly(const std::string& ref, const std::string& formula, int style = 0);
     XlsxBuilder& formulaText(const std::string& ref, const std::string& formula,
                              const std::wstring& cached);
     // A cell with a style and no value.
