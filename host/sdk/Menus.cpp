@@ -3,12 +3,13 @@
 #include "sdk/control/Menus.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cwchar>
 #include <cwctype>
-#include <fstream>
 #include <sstream>
+#include <string_view>
 
 #include "WideFormat.h"
 #include "acedmenu.h"
@@ -26,6 +27,7 @@ struct MenuGroup {
 
 struct MenuState {
     bool loaded = false;
+    bool damaged = false; // kept aside before the next save
     std::vector<std::wstring> bar;
     std::vector<MenuGroup> groups;
 };
@@ -53,6 +55,8 @@ std::vector<std::wstring> splitBar(const std::wstring& text) {
     return parts;
 }
 
+constexpr size_t kMaxMenuStateBytes = 1 << 20;
+
 void load() {
     MenuState& s = menus();
     if (s.loaded)
@@ -60,20 +64,42 @@ void load() {
     s.loaded = true;
     s.bar = kDefaultBar;
     s.groups.clear();
-    std::ifstream in(menuFile());
-    std::string line;
-    size_t lines = 0;
-    while (in && std::getline(in, line) && ++lines < 10000) {
-        std::wstring w = lmhost::widen(line);
+    std::string path = menuFile();
+    lmhost::UserFile file = lmhost::readUserFile(path, kMaxMenuStateBytes);
+    if (!file.exists)
+        return;
+    std::string problem = file.problem;
+    std::string_view bytes = file.bytes;
+    if (bytes.starts_with("\xEF\xBB\xBF"))
+        bytes.remove_prefix(3);
+    size_t number = 0;
+    while (!bytes.empty()) {
+        ++number;
+        size_t end = bytes.find('\n');
+        std::string_view raw = bytes.substr(0, end);
+        bytes.remove_prefix(end == std::string_view::npos ? bytes.size() : end + 1);
+        if (!raw.empty() && raw.back() == '\r')
+            raw.remove_suffix(1);
+        std::wstring w = lmhost::widen(std::string(raw));
+        bool understood = w.empty();
         if (w.rfind(L"bar=", 0) == 0) {
             s.bar = splitBar(w.substr(4));
+            understood = true;
         } else if (w.rfind(L"group=", 0) == 0) {
             std::wstring rest = w.substr(6);
             size_t bar = rest.find(L'|');
-            if (bar != std::wstring::npos && bar > 0)
+            if (bar != std::wstring::npos && bar > 0) {
                 s.groups.push_back({rest.substr(0, bar), rest.substr(bar + 1)});
+                understood = true;
+            }
         }
+        if (!understood && problem.empty())
+            problem = "line " + std::to_string(number) + " is not understood";
     }
+    if (problem.empty())
+        return;
+    s.damaged = true;
+    lmhost::reportDamagedUserFile(L"menu state", path, problem);
 }
 
 void save() {
@@ -84,10 +110,7 @@ void save() {
     out += L"\n";
     for (const MenuGroup& g : s.groups)
         out += L"group=" + g.name + L"|" + g.file + L"\n";
-    std::string error;
-    if (!lmhost::writeFileAtomically(menuFile(), lmhost::narrow(out), error))
-        lmhost::print(lmhost::formatWide(L"\nThe menu state could not be saved: %s",
-                                         lmhost::widen(error).c_str()));
+    lmhost::saveUserFile(menuFile(), lmhost::narrow(out), s.damaged, L"menu state");
 }
 
 MenuGroup* findGroup(const std::wstring& name) {
@@ -169,9 +192,10 @@ std::vector<std::wstring> loadedMenuGroups() {
 
 bool loadMenuFile(const std::wstring& path, std::wstring& error) {
     load();
-    std::ifstream in(narrow(path), std::ios::binary);
+    // Looked at before it is opened: opening a FIFO would wait for a writer.
     struct stat st;
-    if (!in || stat(narrow(path).c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+    if (stat(narrow(path).c_str(), &st) != 0 || !S_ISREG(st.st_mode) ||
+        access(narrow(path).c_str(), R_OK) != 0) {
         error = formatWide(L"Unable to load the customization file \"%s\".", path.c_str());
         return false;
     }

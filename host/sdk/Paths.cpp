@@ -107,6 +107,11 @@ bool samePart(const std::wstring& a, const std::wstring& b, bool ignoreCase) {
     return true;
 }
 
+// The shell's calls take MAX_PATH buffers: a longer path is refused, never cut.
+bool fits(LPCWSTR path) {
+    return std::wcslen(path) < MAX_PATH;
+}
+
 bool copyOut(LPWSTR out, const std::wstring& text) {
     if (text.size() + 1 > MAX_PATH) {
         out[0] = 0;
@@ -121,6 +126,10 @@ bool copyOut(LPWSTR out, const std::wstring& text) {
 BOOL PathCanonicalizeW(LPWSTR pszBuf, LPCWSTR pszPath) {
     if (!pszBuf || !pszPath)
         return FALSE;
+    if (!fits(pszPath)) {
+        pszBuf[0] = 0;
+        return FALSE;
+    }
     wchar_t separator = separatorOf(pszPath);
     SplitPath path = split(pszPath, separator);
     normalize(path);
@@ -135,6 +144,8 @@ BOOL PathRelativePathToW(LPWSTR pszPath, LPCWSTR pszFrom, DWORD dwAttrFrom, LPCW
     if (!pszPath || !pszFrom || !pszTo)
         return FALSE;
     pszPath[0] = 0;
+    if (!fits(pszFrom) || !fits(pszTo))
+        return FALSE;
     wchar_t separator = separatorOf(pszTo);
     SplitPath from = split(pszFrom, separator);
     SplitPath to = split(pszTo, separator);

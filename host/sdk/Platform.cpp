@@ -176,7 +176,8 @@ HINSTANCE ShellExecuteW(HWND, LPCWSTR lpOperation, LPCWSTR lpFile, LPCWSTR lpPar
 }
 
 BOOL PathFileExistsW(LPCWSTR pszPath) {
-    if (!pszPath || !*pszPath)
+    // Without the long-path prefix the platform finds nothing at MAX_PATH or more characters.
+    if (!pszPath || !*pszPath || std::wcslen(pszPath) >= MAX_PATH)
         return FALSE;
     struct stat st;
     return stat(lmhost::narrow(pszPath).c_str(), &st) == 0 ? TRUE : FALSE;
@@ -222,6 +223,8 @@ LPWSTR PathAddBackslashW(LPWSTR pszPath) {
     if (!pszPath)
         return nullptr;
     size_t len = std::wcslen(pszPath);
+    if (len >= MAX_PATH)
+        return nullptr;
     // An empty path stays empty, as on the host: a bare name must not become a root path.
     if (len == 0 || isSeparator(pszPath[len - 1]))
         return pszPath + len;

@@ -6,8 +6,11 @@
 //   [HKEY_CURRENT_USER\software\Norvane\Linkmesh]
 //   "ActiveMenu"=dword:00000000
 //
-// A store that cannot be read or parsed reads as empty, is reported once on the command
-// line, and stays untouched on disk until a value is written.
+// A damaged store (a line that is not understood, a file cut short, more than 1 MB, a FIFO
+// or a device in its place) gives the values that can be read, is reported once on the
+// command line, and stays untouched on disk until a value is written; then it is kept
+// aside under a name of its own, which is told, before the store is written anew. The
+// registry editor's UTF-16 export and a UTF-8 byte-order mark are read as they are.
 #include "sdk/control/Registry.h"
 
 #include <fcntl.h>
@@ -55,7 +58,7 @@ std::wstring lower(std::wstring text) {
 
 struct Store {
     bool loaded = false;
-    bool broken = false;
+    bool damaged = false;
     bool reported = false;
     std::map<std::wstring, Key> keys; // by lower-cased path
     std::set<std::wstring*> handles;  // open handles: each names a key path
@@ -146,6 +149,10 @@ bool parseValue(const std::wstring& line, Value& value) {
         std::memcpy(value.data.data(), text.c_str(), value.data.size());
         return true;
     }
+    if (rest.rfind(L"hex:", 0) == 0) {
+        value.type = REG_BINARY;
+        return parseHexBytes(rest.substr(4), value.data);
+    }
     if (rest.rfind(L"hex(", 0) == 0) {
         size_t close = rest.find(L"):");
         if (close == std::wstring::npos || close == 4)
@@ -159,48 +166,112 @@ bool parseValue(const std::wstring& line, Value& value) {
     return false;
 }
 
-bool parseStore(const std::string& content, Store& s) {
-    std::wstring text = lmhost::widen(content);
+// UTF-16 as the registry editor exports it, else UTF-8 with or without a byte-order mark.
+std::wstring decodeStore(const std::string& bytes, std::string& problem) {
+    auto byte = [&bytes](size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    if (bytes.size() >= 2 && byte(0) == 0xFF && byte(1) == 0xFE) {
+        std::wstring text;
+        size_t i = 2;
+        for (; i + 1 < bytes.size(); i += 2) {
+            unsigned unit = byte(i) | byte(i + 1) << 8;
+            if (unit >= 0xD800 && unit < 0xDC00 && i + 3 < bytes.size()) {
+                unsigned low = byte(i + 2) | byte(i + 3) << 8;
+                if (low >= 0xDC00 && low < 0xE000) {
+                    text +=
+                        static_cast<wchar_t>(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+                    i += 2;
+                    continue;
+                }
+            }
+            text += static_cast<wchar_t>(unit);
+        }
+        if (i < bytes.size())
+            problem = "it ends inside a character";
+        return text;
+    }
+    if (bytes.rfind("\xEF\xBB\xBF", 0) == 0)
+        return lmhost::widen(bytes.substr(3));
+    return lmhost::widen(bytes);
+}
+
+// Reads every key and value that can be read; the first line that cannot is named in
+// problem. Values under a key line that cannot be read are passed over with it.
+void parseStore(const std::wstring& text, Store& s, std::string& problem) {
+    std::vector<std::wstring> lines;
     std::wstringstream in(text);
-    std::wstring line;
-    bool header = false;
+    std::wstring part;
+    while (std::getline(in, part)) {
+        if (!part.empty() && part.back() == L'\r')
+            part.pop_back();
+        lines.push_back(part);
+    }
+    size_t firstBad = 0;
+    auto bad = [&firstBad](size_t number) {
+        if (!firstBad)
+            firstBad = number;
+    };
+    bool seenHeader = false, seenAnything = false;
     Key* current = nullptr;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == L'\r')
+    std::map<Key*, std::map<std::wstring, size_t>> seen; // value names of each key, lower-cased
+    for (size_t i = 0; i < lines.size(); ++i) {
+        size_t number = i + 1;
+        std::wstring line = lines[i];
+        // The registry editor continues long hex values on the next lines.
+        while (!line.empty() && line.back() == L'\\' && line.front() != L'[' &&
+               i + 1 < lines.size()) {
             line.pop_back();
-        if (!header) {
-            if (line.empty())
-                continue;
-            if (line != lmhost::widen(kHeader))
-                return false;
-            header = true;
-            continue;
+            const std::wstring& next = lines[++i];
+            size_t first = next.find_first_not_of(L" \t");
+            if (first != std::wstring::npos)
+                line += next.substr(first);
         }
         if (line.empty())
             continue;
+        if (!seenAnything) {
+            seenAnything = true;
+            if (line == lmhost::widen(kHeader)) {
+                seenHeader = true;
+                continue;
+            }
+        }
         if (line.front() == L'[') {
-            if (line.back() != L']')
-                return false;
-            std::wstring path = line.substr(1, line.size() - 2);
+            current = nullptr;
+            std::wstring path = line.back() == L']' ? line.substr(1, line.size() - 2) : L"";
             std::wstring root = kRootName;
-            if (path == root)
+            bool known = line.back() == L']';
+            if (known && path == root)
                 path.clear();
-            else if (path.rfind(root + L"\\", 0) == 0)
+            else if (known && path.rfind(root + L"\\", 0) == 0)
                 path = path.substr(root.size() + 1);
             else
-                return false;
-            if (path.find(L"\\\\") != std::wstring::npos || (!path.empty() && path.back() == L'\\'))
-                return false;
+                known = false;
+            if (known && (path.find(L"\\\\") != std::wstring::npos ||
+                          (!path.empty() && path.back() == L'\\')))
+                known = false;
+            if (!known) {
+                bad(number);
+                continue;
+            }
             addKey(s, path);
             current = &s.keys[lower(path)];
             continue;
         }
         Value value;
-        if (!current || !parseValue(line, value))
-            return false;
-        current->values.push_back(std::move(value));
+        if (!current || !parseValue(line, value)) {
+            bad(number);
+            continue;
+        }
+        // A name given twice keeps its last value, as an import into the registry does.
+        auto [at, added] = seen[current].emplace(lower(value.name), current->values.size());
+        if (added)
+            current->values.push_back(std::move(value));
+        else
+            current->values[at->second] = std::move(value);
     }
-    return header;
+    if (seenAnything && !seenHeader)
+        problem = "it does not start with \"" + std::string(kHeader) + "\"";
+    else if (firstBad)
+        problem = "line " + std::to_string(firstBad) + " is not understood";
 }
 
 void load() {
@@ -211,30 +282,20 @@ void load() {
     s.keys.clear();
     addBuiltInKeys(s);
     std::string path = lmhost::settingsStorePath();
-    struct stat st;
-    if (stat(path.c_str(), &st) != 0 && errno == ENOENT)
+    lmhost::UserFile file = lmhost::readUserFile(path, kMaxStoreBytes);
+    if (!file.exists)
         return; // a first run
-    std::ifstream file(path, std::ios::binary);
-    std::string content;
-    bool ok = file && st.st_size >= 0 && static_cast<size_t>(st.st_size) <= kMaxStoreBytes;
-    if (ok) {
-        std::ostringstream buffer;
-        buffer << file.rdbuf();
-        content = buffer.str();
-        ok = !file.bad() && content.size() <= kMaxStoreBytes;
-    }
-    Store parsed;
-    addBuiltInKeys(parsed);
-    if (ok && parseStore(content, parsed)) {
-        s.keys = std::move(parsed.keys);
+    std::string problem = file.problem, parseProblem;
+    std::wstring text = decodeStore(file.bytes, parseProblem);
+    parseStore(text, s, parseProblem);
+    if (problem.empty())
+        problem = parseProblem;
+    if (problem.empty())
         return;
-    }
-    s.broken = true;
+    s.damaged = true;
     if (!s.reported) {
         s.reported = true;
-        lmhost::print(lmhost::formatWide(L"\nThe settings file %s cannot be read; settings "
-                                         L"take their defaults until one is saved.",
-                                         lmhost::widen(path).c_str()));
+        lmhost::reportDamagedUserFile(L"settings", path, problem);
     }
 }
 
@@ -306,11 +367,7 @@ bool makeDirectories(const std::string& dir) {
 
 bool save() {
     Store& s = store();
-    std::string error;
-    if (!lmhost::writeFileAtomically(lmhost::settingsStorePath(), serialize(s), error))
-        return false;
-    s.broken = false; // what was broken is now replaced
-    return true;
+    return lmhost::saveUserFile(lmhost::settingsStorePath(), serialize(s), s.damaged, L"settings");
 }
 
 // ---- handles ---------------------------------------------------------------------------
@@ -384,7 +441,7 @@ void resetSettingsStore() {
         delete p;
     s.handles.clear();
     s.keys.clear();
-    s.loaded = s.broken = s.reported = false;
+    s.loaded = s.damaged = s.reported = false;
 }
 
 bool writeFileAtomically(const std::string& path, const std::string& content, std::string& error) {
@@ -421,6 +478,114 @@ bool writeFileAtomically(const std::string& path, const std::string& content, st
     if (rename(temp.c_str(), path.c_str()) != 0) {
         error = "cannot replace " + path + ": " + std::strerror(errno);
         unlink(temp.c_str());
+        return false;
+    }
+    return true;
+}
+
+UserFile readUserFile(const std::string& path, size_t maxBytes) {
+    UserFile file;
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0) {
+        if (errno != ENOENT && errno != ENOTDIR) {
+            file.exists = true;
+            file.problem = std::strerror(errno);
+        }
+        return file;
+    }
+    file.exists = true;
+    // Only a regular file is opened: opening a FIFO waits for a writer, a device may never end.
+    if (stat(path.c_str(), &st) != 0) {
+        file.problem = errno == ENOENT ? "it is a link to nothing" : std::strerror(errno);
+        return file;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        file.problem = "it is not a regular file";
+        return file;
+    }
+    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        file.problem = std::strerror(errno);
+        return file;
+    }
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        file.problem = "it is not a regular file";
+        close(fd);
+        return file;
+    }
+    char buffer[16384];
+    while (file.bytes.size() <= maxBytes) {
+        size_t want = std::min(sizeof buffer, maxBytes + 1 - file.bytes.size());
+        ssize_t n = read(fd, buffer, want);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            file.problem = std::strerror(errno);
+            break;
+        }
+        if (n == 0)
+            break;
+        file.bytes.append(buffer, static_cast<size_t>(n));
+    }
+    close(fd);
+    if (file.bytes.size() > maxBytes) {
+        file.bytes.resize(maxBytes);
+        file.problem = maxBytes % (1 << 20) == 0
+                           ? "it is larger than " + std::to_string(maxBytes >> 20) + " MB"
+                           : "it is larger than " + std::to_string(maxBytes >> 10) + " KB";
+    }
+    return file;
+}
+
+bool keepAside(const std::string& path, std::string& aside, std::string& error) {
+    aside.clear();
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR)
+            return true; // nothing there to keep
+        error = std::strerror(errno);
+        return false;
+    }
+    for (int n = 1; n < 1000; ++n) {
+        std::string name = path + ".damaged" + (n > 1 ? "-" + std::to_string(n) : "");
+        if (lstat(name.c_str(), &st) == 0 || errno != ENOENT)
+            continue;
+        if (rename(path.c_str(), name.c_str()) != 0) {
+            error = std::strerror(errno);
+            return false;
+        }
+        aside = name;
+        return true;
+    }
+    error = "no free name beside it";
+    return false;
+}
+
+void reportDamagedUserFile(const std::wstring& what, const std::string& path,
+                           const std::string& problem) {
+    print(formatWide(L"\nThe %s file %s cannot be read in full: %s. What could be read is "
+                     L"used; the file will be kept aside when it is next saved.",
+                     what.c_str(), widen(path).c_str(), widen(problem).c_str()));
+}
+
+bool saveUserFile(const std::string& path, const std::string& content, bool& damaged,
+                  const std::wstring& what) {
+    std::string error;
+    if (damaged) {
+        std::string aside;
+        if (!keepAside(path, aside, error)) {
+            print(formatWide(L"\nThe %s could not be saved: the damaged file %s cannot be kept "
+                             L"aside: %s",
+                             what.c_str(), widen(path).c_str(), widen(error).c_str()));
+            return false;
+        }
+        damaged = false;
+        if (!aside.empty())
+            print(formatWide(L"\nThe damaged %s file was kept as %s.", what.c_str(),
+                             widen(aside).c_str()));
+    }
+    if (!writeFileAtomically(path, content, error)) {
+        print(formatWide(L"\nThe %s could not be saved: %s", what.c_str(), widen(error).c_str()));
         return false;
     }
     return true;
@@ -465,8 +630,8 @@ LONG RegCreateKeyExW(HKEY hKey, LPCWSTR lpSubKey, DWORD, LPWSTR, DWORD, REGSAM,
     bool existed = s.keys.count(lower(path)) > 0;
     if (!existed) {
         addKey(s, path);
-        // A broken store keeps the new key in memory until a value is written.
-        if (!s.broken && !save()) {
+        // A damaged store keeps the new key in memory until a value is written.
+        if (!s.damaged && !save()) {
             s.keys.erase(lower(path));
             return ERROR_ACCESS_DENIED;
         }

@@ -1,5 +1,6 @@
 #include "Shell.h"
 
+#include "ScriptReader.h"
 #include "Terminal.h"
 
 #include <readline/history.h>
@@ -7,8 +8,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <cwctype>
 #include <iostream>
 
@@ -25,6 +28,7 @@
 #include "sdk/control/Input.h"
 #include "sdk/control/Menus.h"
 #include "sdk/control/SystemVariables.h"
+#include "spreadsheet/ExcelControl.h"
 #include "windows.h"
 
 namespace shell {
@@ -178,8 +182,17 @@ Session::~Session() {
 }
 
 bool Session::setTranscriptFile(const std::string& path) {
+    m_transcriptPath = path;
     m_transcript.open(path, std::ios::binary | std::ios::trunc);
     return static_cast<bool>(m_transcript);
+}
+
+void Session::reportTranscriptFailure(int error) {
+    // Told once, at once; the session goes on, and its exit code says so at the end.
+    m_transcriptError = error ? std::strerror(error) : "the write failed";
+    std::cerr << "linkmesh: cannot write the transcript " << m_transcriptPath << ": "
+              << m_transcriptError << "\n";
+    m_transcript.close();
 }
 
 void Session::output(const std::wstring& text, bool toTerminal) {
@@ -189,8 +202,11 @@ void Session::output(const std::wstring& text, bool toTerminal) {
         std::cout.flush();
     }
     if (m_transcript.is_open()) {
+        errno = 0;
         m_transcript << bytes;
         m_transcript.flush();
+        if (!m_transcript)
+            reportTranscriptFailure(errno);
     }
 }
 
@@ -220,6 +236,12 @@ void Session::finish() {
     lmhost::closeAllDocuments();
     lmhost::unloadAllApplications();
     output(L"\n");
+    if (m_transcript.is_open()) {
+        errno = 0;
+        m_transcript.close();
+        if (m_transcript.fail())
+            reportTranscriptFailure(errno);
+    }
 }
 
 int Session::answerMessageBox(const lmhost::MessageBoxRecord& box) {
@@ -415,7 +437,13 @@ lmhost::CommandResult Session::runCommandLine(const std::wstring& line) {
     std::vector<std::wstring> words = lmhost::splitCommandLine(line);
     std::wstring name = words[0];
     words.erase(words.begin());
-    return lmhost::runCommand(name, words);
+    lmhost::CommandResult result = lmhost::runCommand(name, words);
+    // Results the spreadsheet substitute could not calculate are not presented as current.
+    for (const excelhost::StaleRead& r : excelhost::takeStaleReads())
+        lmhost::print(L"\n" + r.sheet + L"!" + r.cell + L" of " + r.workbook + L" may be stale (" +
+                      r.why +
+                      L"); the spreadsheet program recalculates it when it opens the workbook.");
+    return result;
 }
 
 void Session::runQueuedExpressions() {
@@ -432,24 +460,27 @@ void Session::runQueuedExpressions() {
 }
 
 int Session::runScript(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        std::cerr << "linkmesh: cannot open the script " << path << "\n";
-        return kExitUsage;
+    std::vector<RawScriptLine> raw;
+    ScriptReadError error;
+    if (!readScriptFile(path, raw, error)) {
+        if (!error.opened) {
+            std::cerr << "linkmesh: cannot open the script " << path << "\n";
+            return kExitUsage;
+        }
+        if (error.line == 0) {
+            std::cerr << "linkmesh: cannot read the script " << path << ": " << error.reason
+                      << "\n";
+            return kExitUsage;
+        }
+        std::cerr << "linkmesh: " << path << ":" << error.line << ": " << error.reason << "\n";
+        return kExitScriptError;
     }
     std::vector<ScriptLine> lines;
-    std::string raw;
-    int number = 0;
-    while (std::getline(in, raw)) {
-        ++number;
-        if (raw.size() > 65536) {
-            std::cerr << "linkmesh: " << path << ":" << number << ": the line is too long\n";
-            return kExitScriptError;
-        }
-        std::wstring text = trim(lmhost::widen(raw));
+    for (const RawScriptLine& line : raw) {
+        std::wstring text = trim(lmhost::widen(line.text));
         if (text.empty() || text[0] == L'#')
             continue;
-        lines.push_back({number, text});
+        lines.push_back({line.number, text});
     }
     return runScriptLines(lines, path);
 }

@@ -19,7 +19,8 @@ enum ExitCode {
     kExitOk = 0,
     kExitUsage = 1,
     kExitScriptError = 2, // the script could not run to its end
-    kExitLoadError = 3
+    kExitLoadError = 3,
+    kExitTranscriptError = 4 // the transcript could not be written in full
 };
 
 // One line of a script, with its number.
@@ -43,6 +44,8 @@ public:
     bool start(const std::wstring& pluginPath, bool loadPlugin);
     // Unloads the plug-in and closes the drawings.
     void finish();
+    // True once a write of the transcript failed (it was told on stderr then).
+    bool transcriptFailed() const { return !m_transcriptError.empty(); }
 
     // Runs a script; the exit code, with the failing line named on stderr.
     int runScript(const std::string& path);
@@ -73,7 +76,11 @@ private:
     bool m_interactive = false;
     bool m_echoToTerminal = true;
     bool m_quit = false;
+    void reportTranscriptFailure(int error);
+
     std::ofstream m_transcript;
+    std::string m_transcriptPath;
+    std::string m_transcriptError;
     std::deque<int> m_boxAnswers;
     std::deque<lmhost::DialogAction> m_dialogActions;
     // What went wrong inside a command that the script must stop on.

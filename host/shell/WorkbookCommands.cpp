@@ -9,6 +9,7 @@
 #include "acdocman.h"
 #include "sdk/WideFormat.h"
 #include "sdk/control/Documents.h"
+#include "spreadsheet/Calculation.h"
 #include "spreadsheet/CellRef.h"
 #include "spreadsheet/Workbook.h"
 
@@ -58,6 +59,26 @@ CommandResult nameDrawingFile(const Args& args) {
     return CommandResult::Ended;
 }
 
+// The formulas that followed the typed cell, as the user sees them change in the sheet.
+void reportRecalculated(spreadsheet::Workbook& book) {
+    constexpr size_t kShown = 10;
+    auto cells = book.calculation().recalculated();
+    for (size_t i = 0; i < cells.size() && i < kShown; ++i) {
+        spreadsheet::Worksheet& ws = book.sheet(static_cast<size_t>(cells[i].sheet));
+        const spreadsheet::CellRef& c = cells[i].cell;
+        std::wstring line =
+            L"\n  " + ws.name() + L"!" + spreadsheet::cellAddress(c.row, c.col, false) + L" (=" +
+            ws.formula(c.row, c.col) + L") shows \"" + ws.text(c.row, c.col) + L"\"";
+        if (ws.mayBeStale(c.row, c.col))
+            line +=
+                L", which may be stale (" + book.calculation().whyStale(ws, c.row, c.col) + L")";
+        lmhost::print(line + L".");
+    }
+    if (cells.size() > kShown)
+        lmhost::print(L"\n  and " + std::to_wstring(cells.size() - kShown) +
+                      L" more formulas recalculated.");
+}
+
 CommandResult setWorkbookCell(const Args& args) {
     if (args.size() < 3)
         return refuse(L"XLSET needs a workbook, a sheet, a cell and the text to type.");
@@ -89,6 +110,7 @@ CommandResult setWorkbookCell(const Args& args) {
         return refuse(failure(L"Cannot save " + path, status, path));
     lmhost::print(L"\n" + sheet->name() + L"!" + args[2] + L" shows \"" +
                   sheet->text(cell.row, cell.col) + L"\"; " + book->name() + L" saved.");
+    reportRecalculated(*book);
     return CommandResult::Ended;
 }
 

@@ -68,5 +68,7 @@ int main(int argc, char** argv) {
         return shell::kExitLoadError;
     int code = script.empty() ? session.runInteractive() : session.runScript(script);
     session.finish();
+    if (session.transcriptFailed() && code == shell::kExitOk)
+        return shell::kExitTranscriptError;
     return code;
 }

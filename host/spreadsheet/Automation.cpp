@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "sdk/control/ComRegistry.h"
+#include "spreadsheet/Calculation.h"
 
 namespace excelhost {
 
@@ -28,6 +29,23 @@ using spreadsheet::RangeRef;
 using spreadsheet::Status;
 
 // --- the world of running instances -------------------------------------------------------
+
+std::vector<StaleRead>& staleReads() {
+    static std::vector<StaleRead> reads;
+    return reads;
+}
+
+// A client read a cell whose result may not be the spreadsheet program's.
+void noteIfStale(spreadsheet::Worksheet& ws, int row, int col) {
+    if (!ws.mayBeStale(row, col))
+        return;
+    StaleRead read{ws.workbook().name(), ws.name(), spreadsheet::cellAddress(row, col, false),
+                   ws.workbook().calculation().whyStale(ws, row, col)};
+    for (const StaleRead& r : staleReads())
+        if (r.workbook == read.workbook && r.sheet == read.sheet && r.cell == read.cell)
+            return;
+    staleReads().push_back(std::move(read));
+}
 
 struct Book {
     std::unique_ptr<spreadsheet::Workbook> workbook;
@@ -1037,6 +1055,7 @@ protected:
         }
         if (n == L"Text") {
             std::wstring first = ws.text(area.first.row, area.first.col);
+            noteIfStale(ws, area.first.row, area.first.col);
             long long cells = (long long)area.rows() * area.columns();
             if (cells > 1 && cells <= 100000) {
                 for (int row = area.first.row; row <= area.last.row; ++row)
@@ -1197,6 +1216,7 @@ void RangeObject::putValue(spreadsheet::Worksheet& ws, const RangeRef& area, con
 void RangeObject::getValue(spreadsheet::Worksheet& ws, const RangeRef& area, VARIANT* r) {
     auto cellValue = [&](int row, int col, VARIANT* out) {
         spreadsheet::CellValue v = ws.value(row, col);
+        noteIfStale(ws, row, col);
         switch (v.type) {
         case spreadsheet::CellType::Empty:
             out->vt = VT_EMPTY;
@@ -1599,6 +1619,12 @@ int liveObjects() {
     return world().liveObjects;
 }
 
+std::vector<StaleRead> takeStaleReads() {
+    std::vector<StaleRead> out;
+    out.swap(staleReads());
+    return out;
+}
+
 void resetExcel() {
     World& w = world();
     for (auto& i : w.instances)
@@ -1607,6 +1633,7 @@ void resetExcel() {
     w.defaultVersion = L"16.0";
     w.refuseDispatch = false;
     w.failures.clear();
+    staleReads().clear();
     clearCalls();
     setInstalled(true);
 }

@@ -6,6 +6,7 @@
 
 #include "spreadsheet/NumberFormat.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 #include <cwctype>
@@ -261,6 +262,7 @@ void Calculation::calculate(Key start) {
             // The file's result stays, and the spreadsheet program is asked to redo it.
             cell.pending = false;
             cell.stale = true;
+            m_recalculated.push_back(k);
             m_book.requestFullCalculation();
             m_inProgress.erase(k);
             stack.pop_back();
@@ -281,6 +283,7 @@ void Calculation::calculate(Key start) {
                 mc.pending = false;
                 mc.stale = mc.circular = true;
                 m_inProgress.erase(m);
+                m_recalculated.push_back(m);
                 Worksheet& ms = m_book.sheet(std::size_t(mc.origin.sheet));
                 if (ms.storedValue(mc.origin.row, mc.origin.col).type == CellType::Empty)
                     ms.storeResult(mc.origin.row, mc.origin.col, toCell(Value::num(0)));
@@ -298,6 +301,7 @@ void Calculation::calculate(Key start) {
         cell.stale = reader.readStale;
         m_inProgress.erase(k);
         sheet.storeResult(cell.origin.row, cell.origin.col, toCell(v));
+        m_recalculated.push_back(k);
         stack.pop_back();
     }
 }
@@ -327,7 +331,22 @@ void Calculation::changed(Worksheet& sheet, const RangeRef& range) {
             typed.push_back(k);
         }
     markDependents(std::move(typed));
+    m_recalculated.clear();
     calculateAll();
+}
+
+std::vector<Calculation::Recalculated> Calculation::recalculated() const {
+    std::vector<Key> keys;
+    for (Key k : m_recalculated)
+        if (m_cells.count(k))
+            keys.push_back(k);
+    // Sheet by sheet, row by row, as the user reads them.
+    std::sort(keys.begin(), keys.end());
+    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+    std::vector<Recalculated> out;
+    for (Key k : keys)
+        out.push_back({sheetOf(k), {rowOf(k), colOf(k)}});
+    return out;
 }
 
 bool Calculation::mayBeStale(Worksheet& sheet, int row, int col) {

@@ -32,6 +32,12 @@ public:
     std::wstring whyStale(Worksheet& sheet, int row, int col);
 
     std::size_t formulaCount() const { return m_cells.size(); }
+    // The formula cells the last change calculated again (or found stale), in order.
+    struct Recalculated {
+        int sheet;
+        CellRef cell;
+    };
+    std::vector<Recalculated> recalculated() const;
 
     using Key = std::uint64_t;
     static Key key(int sheet, int row, int col) {
@@ -66,6 +72,7 @@ private:
     std::vector<RangeReader> m_rangeReaders;
     std::map<std::pair<int, std::wstring>, std::shared_ptr<const formula::Program>> m_names;
     std::unordered_set<Key> m_inProgress; // waiting for their precedents
+    std::vector<Key> m_recalculated;
 };
 
 } // namespace spreadsheet

@@ -85,6 +85,17 @@ void clearCalls();
 // Automation objects not yet released by their clients.
 int liveObjects();
 
+// A cell whose Text or Value a client read while its result may be stale (a formula the
+// substitute cannot calculate, or one in a circle): the host tells the user after the
+// command. Each cell is noted once until taken.
+struct StaleRead {
+    std::wstring workbook; // file name
+    std::wstring sheet;
+    std::wstring cell; // "B6"
+    std::wstring why;
+};
+std::vector<StaleRead> takeStaleReads();
+
 // Back to no instances, the default version, installed, no counts.
 void resetExcel();
 

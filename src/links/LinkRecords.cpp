@@ -2,7 +2,9 @@
 
 #include "links/BlockReferences.h"
 
+#include <algorithm>
 #include <cwchar>
+#include <vector>
 
 #include "acdocman.h"
 #include "acedads.h"
@@ -20,17 +22,19 @@ namespace {
 
 // A relative workbook path is taken from the folder of the active drawing; a drawing never
 // saved reports an empty name, and the path then stays as it is apart from canonicalizing.
+// The drawing's name is never cut to fit: a cut name loses its last folders and would
+// lead to a workbook of the same name in a parent folder. The path calls refuse what does
+// not fit in MAX_PATH, and what canonicalizing gives (nothing, when it fails) is the path.
 CString resolveAgainstDrawing(const CString& path) {
-    wchar_t folder[MAX_PATH] = {0};
     AcApDocument* document = acDocManager ? acDocManager->curDocument() : nullptr;
-    if (document && document->fileName())
-        std::wcsncpy(folder, document->fileName(), MAX_PATH - 1);
-    PathRemoveFileSpecW(folder);
-    PathAddBackslashW(folder);
-    CString joined = CString(folder) + path;
+    const wchar_t* name = document && document->fileName() ? document->fileName() : L"";
+    std::vector<wchar_t> folder(std::max<size_t>(std::wcslen(name) + 2, MAX_PATH), 0);
+    std::wcscpy(folder.data(), name);
+    PathRemoveFileSpecW(folder.data());
+    PathAddBackslashW(folder.data());
+    CString joined = CString(folder.data()) + path;
     wchar_t canonical[MAX_PATH] = {0};
-    if (!PathCanonicalizeW(canonical, joined))
-        return joined;
+    PathCanonicalizeW(canonical, joined);
     return canonical;
 }
 

@@ -2,7 +2,11 @@
 // Expression meet POSIX folders here.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <cwchar>
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "shlwapi.h"
 
@@ -48,6 +52,44 @@ TEST(PathCalls, CanonicalizeRefusesWhatExceedsThePathLimit) {
     wchar_t out[MAX_PATH] = {L'x', 0};
     EXPECT_FALSE(PathCanonicalizeW(out, longPath.c_str()));
     EXPECT_EQ(out[0], 0);
+}
+
+TEST(PathCalls, APathThatDoesNotFitIsRefusedNeverCut) {
+    // The result would be short, but the path given is already over the limit.
+    std::wstring climbing = L"/a/" + std::wstring(270, L'b') + L"/../../c.xlsx";
+    wchar_t out[MAX_PATH] = {L'x', 0};
+    EXPECT_FALSE(PathCanonicalizeW(out, climbing.c_str()));
+    EXPECT_EQ(out[0], 0);
+    // 259 characters and the terminator fill the buffer exactly.
+    std::wstring fits = L"/" + std::wstring(MAX_PATH - 2, L'a');
+    EXPECT_EQ(canonical(fits.c_str()), fits);
+    EXPECT_EQ(canonical((fits + L"b").c_str()), L"<failed>");
+
+    std::vector<wchar_t> folder(400, 0);
+    std::wstring full = L"/" + std::wstring(MAX_PATH, L'a') + L"/";
+    std::wcscpy(folder.data(), full.c_str());
+    EXPECT_EQ(PathAddBackslashW(folder.data()), nullptr);
+    std::wstring almost = L"/" + std::wstring(MAX_PATH - 3, L'a'); // 258 characters
+    std::wcscpy(folder.data(), almost.c_str());
+    ASSERT_NE(PathAddBackslashW(folder.data()), nullptr);
+    EXPECT_EQ(std::wstring(folder.data()), almost + L"/");
+    EXPECT_EQ(PathAddBackslashW((almost + L"a").data()), nullptr);
+
+    EXPECT_EQ(relative(full.c_str(), FILE_ATTRIBUTE_DIRECTORY, L"/a.xlsx"), L"<failed>");
+    EXPECT_EQ(relative(L"/a", FILE_ATTRIBUTE_DIRECTORY, full.c_str()), L"<failed>");
+}
+
+TEST(PathCalls, AFileBeyondThePathLimitIsNotFound) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "pathlimit-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    std::filesystem::path deep = pattern;
+    while (deep.native().size() < MAX_PATH)
+        deep /= std::string(60, 'd');
+    std::filesystem::create_directories(deep);
+    EXPECT_TRUE(std::filesystem::exists(deep));
+    EXPECT_FALSE(PathFileExistsW(deep.wstring().c_str()));
+    EXPECT_TRUE(PathFileExistsW(std::filesystem::path(pattern).wstring().c_str()));
+    std::filesystem::remove_all(pattern);
 }
 
 TEST(PathCalls, RelativeWorkbookPathsResolveAgainstTheDrawingsFolder) {

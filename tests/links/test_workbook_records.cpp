@@ -112,6 +112,63 @@ TEST_F(CellExpressionParse, UnsavedDrawingLeavesARelativePathRelative) {
     EXPECT_EQ(commandLine(), L"\nCannot find no-such-book.xlsx. Skip it.");
 }
 
+// A drawing deep enough that its name, or the joined path, passes the path limit. The same
+// workbook name waits in every folder on the way, where a cut name would lead.
+class DeepDrawingFolder : public CellExpressionParse {
+protected:
+    // Moves the drawing into a folder whose path has exactly this length.
+    std::wstring moveDrawingInto(size_t length) {
+        fs::path folder = m_folder;
+        writeSizes(L"sizes.xlsx");
+        while (folder.native().size() < length) {
+            size_t left = length - folder.native().size() - 1;
+            folder /= std::string(left > 80 ? 40 : left, 'f');
+            fs::create_directories(folder);
+            testkit::XlsxBuilder book;
+            book.sheet(L"Sheet1").number("B2", 1);
+            book.write((folder / "sizes.xlsx").string());
+        }
+        EXPECT_EQ(folder.native().size(), length);
+        lmhost::closeAllDocuments();
+        lmhost::newDocument((folder / "drawing.dwg").wstring());
+        return folder.wstring();
+    }
+};
+
+TEST_F(DeepDrawingFolder, ADrawingNameOverThePathLimitFindsNoWorkbook) {
+    moveDrawingInto(MAX_PATH + 20);
+    CLinkedParameterXlsInfo record;
+    EXPECT_EQ(record.ParseCellExpression(L"sizes.xlsx*Sheet1*$B$2"), 0);
+    // Canonicalizing failed and left nothing: that is the path looked for.
+    EXPECT_EQ(record.workbookPath.str(), L"");
+    EXPECT_EQ(commandLine(), L"\nCannot find . Skip it.");
+}
+
+TEST_F(DeepDrawingFolder, AJoinedPathOverThePathLimitFindsNoWorkbook) {
+    std::wstring folder = moveDrawingInto(MAX_PATH - 20);
+    CLinkedParameterXlsInfo near, climbing;
+    // Beside the drawing it fits.
+    EXPECT_EQ(near.ParseCellExpression(L"sizes.xlsx*Sheet1*$B$2"), 1);
+    EXPECT_EQ(near.workbookPath.str(), folder + L"/sizes.xlsx");
+    // Climbing up to the test's own folder would end short, but the joined text is over the
+    // limit already.
+    fs::path below = fs::relative(folder, m_folder);
+    std::wstring up = L".";
+    for (auto part = below.begin(); part != below.end(); ++part)
+        up += L"\\..";
+    up += L"\\sizes.xlsx";
+    ASSERT_GE(folder.size() + 1 + up.size(), MAX_PATH);
+    EXPECT_EQ(climbing.ParseCellExpression((up + L"*Sheet1*$B$2").c_str()), 0);
+    EXPECT_EQ(commandLine(), L"\nCannot find . Skip it.");
+}
+
+TEST_F(DeepDrawingFolder, AnAbsolutePathOverThePathLimitIsNotFound) {
+    std::wstring folder = moveDrawingInto(MAX_PATH + 20);
+    CLinkedParameterXlsInfo record;
+    EXPECT_EQ(record.ParseCellExpression((folder + L"/sizes.xlsx*Sheet1*$B$2").c_str()), 0);
+    EXPECT_EQ(commandLine(), L"\nCannot find " + folder + L"/sizes.xlsx. Skip it.");
+}
+
 // ---------------------------------------------------------------------------------------
 // Adding and removing links by link name
 

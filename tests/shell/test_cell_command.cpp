@@ -67,15 +67,23 @@ TEST_F(ShellCellCommand, PrintsEachCellAsTheSpreadsheetShowsIt) {
                             "Z99\t\n");
 }
 
-TEST_F(ShellCellCommand, ADefinedNameReadsItsFirstCellOnItsOwnSheet) {
-    // Finish and the sheet-scoped Local live on Other; DoorWidth is asked from there too.
-    // A long number in General fits the standard column only in scientific form.
-    ProgramRun r = cell(book() + " Other DoorWidth Finish Local C5 --value");
+TEST_F(ShellCellCommand, ADefinedNameReadsAsALinkReadsItThroughItsSheet) {
+    // Finish and the sheet-scoped Local live on Other. Finish spans cells that differ, so
+    // its Text is empty, as a link reads it; the stored value is its first cell's. A long
+    // number in General fits the standard column only in scientific form.
+    ProgramRun r = cell(book() + " Other Finish Local C5 --value");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
-    EXPECT_EQ(r.transcript, "DoorWidth\t1,234.50\tnumber\t1234.5\t#,##0.00\n"
-                            "Finish\t3/15/2023\tnumber\t45000\tm/d/yyyy\n"
+    EXPECT_EQ(r.transcript, "Finish\t\tnumber\t45000\tm/d/yyyy\n"
                             "Local\t1.23E+10\tnumber\t12345678901\tGeneral\n"
                             "C5\t1.23E+10\tnumber\t12345678901\tGeneral\n");
+    // A link on Other cannot reach DoorWidth of Sizes: Worksheet.Range refuses it, and so
+    // does cell.
+    ProgramRun other = cell(book() + " Other DoorWidth C5");
+    EXPECT_EQ(other.exitCode, 2);
+    EXPECT_EQ(other.transcript, "C5\t1.23E+10\n");
+    EXPECT_EQ(other.errors, "linkmesh: \"DoorWidth\" names cells of the sheet \"Sizes\"; a link "
+                            "on Other cannot read it (Method 'Range' of object '_Worksheet' "
+                            "failed)\n");
 }
 
 TEST_F(ShellCellCommand, ValueShowsTheStoredValueTypeAndNumberFormat) {
@@ -84,7 +92,7 @@ TEST_F(ShellCellCommand, ValueShowsTheStoredValueTypeAndNumberFormat) {
     EXPECT_EQ(r.transcript, "A1\t1,234.50\tnumber\t1234.5\t#,##0.00\n"
                             "B2\tOak door\ttext\tOak door\tGeneral\n"
                             "B3\t25%\tnumber\t0.25\t0%\n"
-                            "C1\t2469\tnumber\t2469\tGeneral\n"
+                            "C1\t2469\tnumber\t2469\tGeneral\t=A1*2\n"
                             "D1\tTRUE\tboolean\t1\tGeneral\n"
                             "D2\t#DIV/0!\terror\t#DIV/0!\tGeneral\n"
                             "E9\t\tempty\t\tGeneral\n");
@@ -124,6 +132,49 @@ TEST_F(ShellCellCommand, AMissingOrDamagedFileOrSheetFailsWithAClearMessage) {
     EXPECT_EQ(sheet.exitCode, 2);
     EXPECT_EQ(sheet.transcript, "");
     EXPECT_EQ(sheet.errors, "linkmesh: " + workbook().string() + " has no sheet \"Prices\"\n");
+}
+
+TEST_F(ShellCellCommand, FormulasFollowTypedCellsAndStaleResultsAreSaidToBe) {
+    testkit::XlsxBuilder b;
+    b.sheet(L"Dims").number("B1", 1600).number("B2", 3000);
+    b.formulaOnly("B6", "B1*B2/1e6"); // written without a result, as libraries do
+    b.formula("C6", "FANCY(B1)", 7);
+    std::string path = (m_dir / "Dims.xlsx").string();
+    b.write(path);
+    EXPECT_EQ(cell("'" + path + "' Dims B6 C6 --value").transcript,
+              "B6\t4.8\tnumber\t4.7999999999999998\tGeneral\t=B1*B2/1e6\n"
+              "C6\t7\tnumber\t7\tGeneral\t=FANCY(B1)\n");
+    ProgramRun set = run("XLSET " + path + " Dims B1 2000\n", "--no-load");
+    EXPECT_EQ(set.exitCode, 0) << set.errors;
+    ProgramRun r = cell("'" + path + "' Dims B6 C6");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_EQ(r.transcript, "B6\t6\n"
+                            "C6\t7\tmay be stale: the function FANCY is not calculated here\n");
+}
+
+TEST_F(ShellCellCommand, TheUpdateSaysWhichResultsMayBeStale) {
+    testkit::XlsxBuilder b;
+    b.sheet(L"Dims").number("B1", 1600).formula("B6", "B1*2", 3200).formula("C6", "FANCY(B1)", 7);
+    std::string path = (m_dir / "Dims.xlsx").string();
+    b.write(path);
+    ProgramRun r = run("DWGPATH " + (m_dir / "d.dwg").string() +
+                       "\nPARAM width 800\nPARAM depth 10\nLINK width Dims.xlsx*Dims*$B$6\n"
+                       "LINK depth Dims.xlsx*Dims*$C$6\nXLSET " +
+                       path + " Dims B1 2000\nSETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\n");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    std::string xlset = "\nCommand: XLSET " + path +
+                        " Dims B1 2000\nDims!B1 shows \"2000\"; Dims.xlsx saved.\n"
+                        "  Dims!B6 (=B1*2) shows \"4000\".\n"
+                        "  Dims!C6 (=FANCY(B1)) shows \"7\", which may be stale (the function "
+                        "FANCY is not calculated here).\n";
+    EXPECT_NE(r.transcript.find(xlset), std::string::npos) << r.transcript;
+    std::string update = "Update the parameter width successfully.\n"
+                         "Update the parameter depth successfully.\n"
+                         "Finish.\n"
+                         "Dims!C6 of Dims.xlsx may be stale (the function FANCY is not calculated "
+                         "here); the spreadsheet program recalculates it when it opens the "
+                         "workbook.\n";
+    EXPECT_NE(r.transcript.find(update), std::string::npos) << r.transcript;
 }
 
 TEST_F(ShellCellCommand, TooFewArgumentsShowTheUsage) {

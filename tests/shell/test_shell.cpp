@@ -83,18 +83,25 @@ TEST_F(ShellTest, FirstReadCreatesTheSettingsKeyAndPlacementWritesZero) {
     EXPECT_NE(r.transcript.find("Lmesh"), std::string::npos);
 }
 
-TEST_F(ShellTest, CorruptSettingsAreReportedOnceAndKeptUntilAValueIsWritten) {
+TEST_F(ShellTest, CorruptSettingsAreReportedOnceAndKeptAsideWhenAValueIsWritten) {
     writeFile(m_dir / "Lmesh.cuix", "menu");
     writeFile(store(), "garbage\x01\n");
     ProgramRun r =
         run("MENULOAD " + (m_dir / "Lmesh.cuix").string() + "\nARXLOAD\nARXUNLOAD\nARXLOAD\n",
             "--no-load");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
-    std::string report = "cannot be read; settings take their defaults until one is saved.";
+    std::string report = "cannot be read in full: it does not start with \"Windows Registry "
+                         "Editor Version 5.00\". What could be read is used; the file will be "
+                         "kept aside when it is next saved.";
     size_t first = r.transcript.find(report);
     ASSERT_NE(first, std::string::npos) << r.transcript;
     EXPECT_EQ(r.transcript.find(report, first + 1), std::string::npos) << r.transcript;
-    // Placing the menu wrote ActiveMenu, which replaced the broken file.
+    // Placing the menu wrote ActiveMenu; the broken file was kept aside first.
+    EXPECT_NE(r.transcript.find("\nThe damaged settings file was kept as " + store().string() +
+                                ".damaged."),
+              std::string::npos)
+        << r.transcript;
+    EXPECT_EQ(readFile(store().string() + ".damaged"), "garbage\x01\n");
     EXPECT_NE(readFile(store()).find("\"ActiveMenu\"=dword:00000000"), std::string::npos);
 }
 
