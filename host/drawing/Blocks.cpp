@@ -19,10 +19,6 @@ ACRX_DEFINE_MEMBERS(AcDbBlockReference, AcDbEntity)
 ACRX_DEFINE_MEMBERS(AcDbLine, AcDbEntity)
 ACRX_DEFINE_MEMBERS(AcDbViewport, AcDbEntity)
 
-struct AcDbBlockReference::DynamicValues {
-    std::vector<AcDbEvalVariant> values; // parallel to the definition's properties
-};
-
 struct BlockReferenceAccess {
     static AcDbObjectId block(const AcDbBlockReference* reference) { return reference->m_block; }
 };

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dbdynblk.h"
+#include "dbents.h"
 #include "dbsymtb.h"
 
 namespace drawing {
@@ -34,6 +35,11 @@ struct AcDbBlockTableRecord::Data {
     std::vector<AcDbObjectId> entities;
     bool layout = false;
     std::vector<drawing::DynamicPropertyDefinition> properties;
+};
+
+// The values of a reference's dynamic properties.
+struct AcDbBlockReference::DynamicValues {
+    std::vector<AcDbEvalVariant> values; // parallel to the definition's properties
 };
 
 namespace drawing {

@@ -188,7 +188,6 @@ private:
         double value = 0.0;
         ExprStatus lastStatus = ExprStatus::ok;
         bool alive = false;
-        std::wstring lastError;
     };
 
     ExprStatus resolve(VariableId self, const Expression& expression, std::vector<VariableId>& ids,
@@ -196,11 +195,15 @@ private:
     bool reaches(VariableId from, const std::vector<VariableId>& targets) const;
     void link(VariableId id, const std::vector<VariableId>& references);
     void unlink(VariableId id);
+    void markValid(VariableId id);
+    void markInvalid(VariableId id, const ExprError& error);
     ExprStatus evaluateWith(const Variable& variable, double& result, ExprError& error) const;
     std::uint32_t nextEpoch() const;
 
     std::vector<Variable> m_variables;
     std::vector<std::wstring> m_names; // parallel to m_variables
+    // Error texts of the invalid parameters, which are few.
+    std::unordered_map<VariableId, std::wstring> m_errors;
     std::unordered_map<std::wstring, VariableId> m_byName;
     std::size_t m_count = 0;
     int m_linearUnits = 2;

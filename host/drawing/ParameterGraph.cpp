@@ -44,7 +44,20 @@ ExprStatus ParameterSet::lastStatus(VariableId id) const {
 }
 
 const std::wstring& ParameterSet::lastError(VariableId id) const {
-    return contains(id) ? m_variables[id].lastError : kEmpty;
+    auto it = m_errors.find(id);
+    return contains(id) && it != m_errors.end() ? it->second : kEmpty;
+}
+
+void ParameterSet::markValid(VariableId id) {
+    if (m_variables[id].lastStatus != ExprStatus::ok) {
+        m_variables[id].lastStatus = ExprStatus::ok;
+        m_errors.erase(id);
+    }
+}
+
+void ParameterSet::markInvalid(VariableId id, const ExprError& error) {
+    m_variables[id].lastStatus = error.status;
+    m_errors[id] = error.text;
 }
 
 std::vector<VariableId> ParameterSet::dependents(VariableId id) const {
@@ -240,8 +253,7 @@ ParameterSet::Update ParameterSet::setValue(VariableId id, double value) {
     if (!contains(id))
         return update;
     m_variables[id].value = value;
-    m_variables[id].lastStatus = ExprStatus::ok;
-    m_variables[id].lastError.clear();
+    markValid(id);
     if (m_variables[id].dependents.empty())
         return update;
 
@@ -278,14 +290,13 @@ ParameterSet::Update ParameterSet::setValue(VariableId id, double value) {
         m_ready.pop_back();
         Variable& variable = m_variables[v];
         double result = 0.0;
-        variable.lastStatus = evaluateWith(variable, result, error);
         ++update.evaluated;
-        if (variable.lastStatus == ExprStatus::ok) {
+        if (evaluateWith(variable, result, error) == ExprStatus::ok) {
             variable.value = result;
-            variable.lastError.clear();
+            markValid(v);
         } else {
             // Marked invalid; the last good value stays, as the host keeps it.
-            variable.lastError = error.text;
+            markInvalid(v, error);
             update.failed.push_back(v);
         }
         for (VariableId d : variable.dependents)
@@ -300,8 +311,7 @@ ExprStatus ParameterSet::assign(VariableId id, std::wstring_view expression, Exp
         return s;
     double result = 0.0;
     if (ExprStatus s = evaluate(id, result, error); s != ExprStatus::ok) {
-        m_variables[id].lastStatus = s;
-        m_variables[id].lastError = error.text;
+        markInvalid(id, error);
         return s;
     }
     setValue(id, result);
@@ -357,6 +367,7 @@ ExprStatus ParameterSet::remove(VariableId id, ExprError& error) {
     if (!m_names[id].empty())
         m_byName.erase(foldName(m_names[id]));
     m_variables[id] = Variable{};
+    m_errors.erase(id);
     m_names[id].clear();
     --m_count;
     error = {};

@@ -13,9 +13,9 @@ ACRX_DEFINE_MEMBERS(AcDbTableStyle, AcDbObject)
 
 namespace {
 
-constexpr long long kMaxCells = 4000000;
-constexpr double kDefaultRowHeight = 0.5;
-constexpr double kDefaultColumnWidth = 2.5;
+using drawing::kDefaultColumnWidth;
+using drawing::kDefaultRowHeight;
+using drawing::kMaxCells;
 
 Acad::ErrorStatus writable(const AcDbObject* object) {
     return object->isWriteEnabled() ? Acad::eOk : Acad::eNotOpenForWrite;
@@ -117,42 +117,6 @@ std::wstring stripMtextFormat(const std::wstring& in) {
 } // namespace drawing
 
 // ---------------------------------------------------------------------------------------
-
-struct AcDbTable::Data {
-    struct Cell {
-        std::wstring text;
-        AcDb::CellType type = AcDb::kTextCell;
-        std::wstring style;    // empty: by the row's type
-        double textHeight = 0; // 0: by the table style
-    };
-    int rows = 0;
-    int columns = 0;
-    std::vector<double> rowHeights;
-    std::vector<double> columnWidths;
-    std::vector<Cell> cells; // row by row
-    bool titleSuppressed = false;
-    bool headerSuppressed = false;
-    AcDbObjectId style;
-
-    bool inRange(int row, int column) const {
-        return row >= 0 && row < rows && column >= 0 && column < columns;
-    }
-    Cell& at(int row, int column) { return cells[static_cast<size_t>(row) * columns + column]; }
-    const Cell& at(int row, int column) const {
-        return cells[static_cast<size_t>(row) * columns + column];
-    }
-    void resize(int newRows, int newColumns) {
-        std::vector<Cell> next(static_cast<size_t>(newRows) * newColumns);
-        for (int r = 0; r < rows && r < newRows; ++r)
-            for (int c = 0; c < columns && c < newColumns; ++c)
-                next[static_cast<size_t>(r) * newColumns + c] = std::move(at(r, c));
-        cells.swap(next);
-        rowHeights.resize(newRows, kDefaultRowHeight);
-        columnWidths.resize(newColumns, kDefaultColumnWidth);
-        rows = newRows;
-        columns = newColumns;
-    }
-};
 
 AcDbTable::AcDbTable() : m_data(new Data) {}
 AcDbTable::~AcDbTable() {

@@ -41,6 +41,9 @@ struct AcDbDatabase::Impl {
     // Associative networks: the top-level one, and one per owner object and dictionary key.
     AcDbObjectId topLevelNetwork;
     std::map<std::pair<AcDbStub*, std::wstring>, AcDbObjectId> networks;
+    // Handles of what a drawing file holds and the model has no object for (layer 0, the
+    // layouts, dictionaries), by their role, so that each save gives them the same handles.
+    std::map<std::wstring, uint64_t> fileHandles;
 
     // Database reactors are told in the order they were added; a reactor may remove itself.
     template <class F> void notify(F f) const {

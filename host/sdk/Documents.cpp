@@ -168,6 +168,10 @@ AcApDocManager* acDocManagerPtr() {
 namespace lmhost {
 
 AcApDocument* newDocument(const std::wstring& name) {
+    return openDocument(name, nullptr);
+}
+
+AcApDocument* openDocument(const std::wstring& name, std::unique_ptr<AcDbDatabase> database) {
     DocState& s = docs();
     auto* data = new AcApDocument::Data;
     data->fileName = name;
@@ -176,7 +180,7 @@ AcApDocument* newDocument(const std::wstring& name) {
     auto doc = std::make_unique<AcApDocument>(data);
     AcApDocument* raw = doc.get();
     notify([&](AcApDocManagerReactor* r) { r->documentCreateStarted(raw); });
-    data->database = std::make_unique<AcDbDatabase>();
+    data->database = database ? std::move(database) : std::make_unique<AcDbDatabase>();
     s.documents.push_back(std::move(doc));
     notify([&](AcApDocManagerReactor* r) { r->documentCreated(raw); });
     makeCurrent(raw);

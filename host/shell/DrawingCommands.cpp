@@ -60,24 +60,6 @@ AcDbObjectId findParameter(AcDbDatabase* db, const std::wstring& name) {
     return AcDbObjectId::kNull;
 }
 
-std::wstring valueText(const AcDbEvalVariant& value) {
-    switch (value.restype) {
-    case AcDb::kDxfReal:
-        return formatNumber(value.resval.rreal);
-    case AcDb::kDxfInt16:
-        return std::to_wstring(value.resval.rint);
-    case AcDb::kDxfInt32:
-        return std::to_wstring(value.resval.rlong);
-    case AcDb::kDxfText:
-        return L"\"" + std::wstring(value.resval.rstring ? value.resval.rstring : L"") + L"\"";
-    case AcDb::kDxfXCoord:
-        return formatPoint(
-            AcGePoint3d(value.resval.rpoint[0], value.resval.rpoint[1], value.resval.rpoint[2]));
-    default:
-        return L"(none)";
-    }
-}
-
 short unitsVariable(const wchar_t* name, short fallback) {
     resbuf rb{};
     if (acedGetVar(name, &rb) == RTNORM && rb.restype == RTSHORT)
@@ -258,7 +240,8 @@ std::wstring dependentOf(AcDbDatabase* db, AcDbObjectId id, const std::wstring& 
         if (variable.openStatus() != Acad::eOk)
             continue;
         drawing::ExprError error;
-        auto parsed = drawing::Expression::parse(variable->expression().str(), error);
+        auto parsed = drawing::Expression::parse(variable->expression().str(), error,
+                                                 unitsVariable(L"LUNITS", 2));
         if (!parsed)
             continue;
         for (const std::wstring& reference : parsed->references())

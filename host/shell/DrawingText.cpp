@@ -85,6 +85,24 @@ std::wstring formatPoint(const AcGePoint3d& point) {
     return formatNumber(point.x) + L"," + formatNumber(point.y) + L"," + formatNumber(point.z);
 }
 
+std::wstring valueText(const AcDbEvalVariant& value) {
+    switch (value.restype) {
+    case AcDb::kDxfReal:
+        return formatNumber(value.resval.rreal);
+    case AcDb::kDxfInt16:
+        return std::to_wstring(value.resval.rint);
+    case AcDb::kDxfInt32:
+        return std::to_wstring(value.resval.rlong);
+    case AcDb::kDxfText:
+        return L"\"" + std::wstring(value.resval.rstring ? value.resval.rstring : L"") + L"\"";
+    case AcDb::kDxfXCoord:
+        return formatPoint(
+            AcGePoint3d(value.resval.rpoint[0], value.resval.rpoint[1], value.resval.rpoint[2]));
+    default:
+        return L"(none)";
+    }
+}
+
 bool parseCellAddress(const std::wstring& text, int& row, int& column) {
     size_t i = 0;
     if (i < text.size() && text[i] == L'$')

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "dbeval.h"
 #include "dbmain.h"
 #include "sdk/control/Commands.h"
 
@@ -26,6 +27,8 @@ std::optional<AcGePoint3d> parsePoint(const std::wstring& text);
 AcGePoint3d ucsToWorld(const AcGePoint3d& point);
 std::wstring formatNumber(double value);
 std::wstring formatPoint(const AcGePoint3d& point);
+// A parameter's or property's value as the commands show it (text in double quotes).
+std::wstring valueText(const AcDbEvalVariant& value);
 
 // A cell address "B2" or "$B$2": columns A..ZZ, rows from 1; 1-based results.
 bool parseCellAddress(const std::wstring& text, int& row, int& column);

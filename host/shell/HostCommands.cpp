@@ -18,6 +18,7 @@ namespace shell {
 
 void registerDrawingCommands();
 void registerWorkbookCommands();
+void registerFileCommands();
 void registerExcelCommands();
 void registerStyleCommands();
 
@@ -244,6 +245,7 @@ void Session::registerCommands() {
         L"MENUGROUPS: list the loaded menu groups");
     registerDrawingCommands();
     registerWorkbookCommands();
+    registerFileCommands();
     registerExcelCommands();
     registerStyleCommands();
 }

@@ -1,5 +1,6 @@
 #include "Shell.h"
 
+#include "DrawingFiles.h"
 #include "ScriptReader.h"
 #include "Terminal.h"
 
@@ -217,10 +218,24 @@ std::wstring Session::pluginBesideProgram() {
     return lmhost::widen(path.substr(0, path.rfind('/') + 1) + "Linkmesh.so");
 }
 
-bool Session::start(const std::wstring& pluginPath, bool loadPlugin) {
-    lmhost::newDocument(L"Drawing1.dwg");
+int Session::start(const std::wstring& pluginPath, bool loadPlugin,
+                   const std::wstring& drawingFile) {
+    if (drawingFile.empty()) {
+        lmhost::newDocument(L"Drawing1.dwg");
+    } else {
+        std::wstring why, path = absolutePath(drawingFile);
+        if (!openDrawing(path, why)) {
+            std::cerr << "linkmesh: cannot open " << lmhost::narrow(path) << ": "
+                      << lmhost::narrow(why) << "\n";
+            return kExitFileError;
+        }
+    }
     if (!loadPlugin)
-        return true;
+        return kExitOk;
+    return startWithoutDrawing(pluginPath) ? kExitOk : kExitLoadError;
+}
+
+bool Session::startWithoutDrawing(const std::wstring& pluginPath) {
     std::wstring error;
     if (!lmhost::loadApplication(pluginPath, error)) {
         std::cerr << "linkmesh: " << lmhost::narrow(error) << "\n";
@@ -483,6 +498,13 @@ int Session::runScript(const std::string& path) {
         lines.push_back({line.number, text});
     }
     return runScriptLines(lines, path);
+}
+
+int Session::runLines(const std::vector<std::wstring>& lines, const std::string& name) {
+    std::vector<ScriptLine> script;
+    for (size_t i = 0; i < lines.size(); ++i)
+        script.push_back({static_cast<int>(i + 1), lines[i]});
+    return runScriptLines(script, name);
 }
 
 int Session::runScriptLines(const std::vector<ScriptLine>& lines, const std::string& scriptName) {

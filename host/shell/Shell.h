@@ -20,7 +20,8 @@ enum ExitCode {
     kExitUsage = 1,
     kExitScriptError = 2, // the script could not run to its end
     kExitLoadError = 3,
-    kExitTranscriptError = 4 // the transcript could not be written in full
+    kExitTranscriptError = 4, // the transcript could not be written in full
+    kExitFileError = 5        // a drawing could not be opened, updated or saved
 };
 
 // One line of a script, with its number.
@@ -40,8 +41,12 @@ public:
     bool setTranscriptFile(const std::string& path);
     void setEcho(bool echo) { m_echoToTerminal = echo; }
 
-    // Opens the first drawing and loads the plug-in; false with a message on stderr.
-    bool start(const std::wstring& pluginPath, bool loadPlugin);
+    // Opens the first drawing (a new one, or the file given) and loads the plug-in; the exit
+    // code: kExitOk, or kExitFileError / kExitLoadError after a message on stderr.
+    int start(const std::wstring& pluginPath, bool loadPlugin,
+              const std::wstring& drawingFile = L"");
+    // Loads the plug-in with no drawing open.
+    bool startWithoutDrawing(const std::wstring& pluginPath);
     // Unloads the plug-in and closes the drawings.
     void finish();
     // True once a write of the transcript failed (it was told on stderr then).
@@ -51,6 +56,8 @@ public:
     int runScript(const std::string& path);
     // Reads commands from the terminal until EOF or QUIT.
     int runInteractive();
+    // Runs command lines as a script named name would; the exit code.
+    int runLines(const std::vector<std::wstring>& lines, const std::string& name);
 
     std::optional<lmhost::DialogAction> nextAction(const lmhost::DialogView& view) override;
 

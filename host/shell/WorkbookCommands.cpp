@@ -1,6 +1,5 @@
-// The host's commands around workbook links: naming the drawing's file, which relative
-// workbook paths start from, and changing a workbook cell as a user does in the spreadsheet
-// program (type into the cell, save the file).
+// The host's commands around workbook links: changing a workbook cell as a user does in the
+// spreadsheet program (type into the cell, save the file), and saving a copy of a workbook.
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -45,18 +44,6 @@ std::wstring absolutePath(const std::wstring& path) {
     std::error_code ignored;
     std::filesystem::path full = std::filesystem::absolute(std::filesystem::path(path), ignored);
     return full.lexically_normal().wstring();
-}
-
-CommandResult nameDrawingFile(const Args& args) {
-    if (args.size() != 1)
-        return refuse(L"DWGPATH needs the drawing's file path.");
-    AcApDocument* doc = acDocManagerPtr()->curDocument();
-    if (!doc)
-        return refuse(L"No drawing is open.");
-    std::wstring path = absolutePath(args[0]);
-    lmhost::setDocumentFileName(doc, path);
-    lmhost::print(L"\nThe drawing's file is " + path + L".");
-    return CommandResult::Ended;
 }
 
 // The formulas that followed the typed cell, as the user sees them change in the sheet.
@@ -141,9 +128,6 @@ CommandResult saveWorkbookAs(const Args& args) {
 
 void registerWorkbookCommands() {
     using lmhost::registerHostCommand;
-    registerHostCommand(L"DWGPATH", nameDrawingFile,
-                        L"DWGPATH file: name the current drawing's file (relative workbook "
-                        L"paths of links start from its folder)");
     registerHostCommand(L"XLSET", setWorkbookCell,
                         L"XLSET workbook sheet cell text: type text into a workbook cell (or "
                         L"named cell) and save the workbook, as a user does in the spreadsheet");

@@ -1,5 +1,7 @@
 // linkmesh: runs the plug-in in the substitute host, from a script or the terminal.
 #include <clocale>
+#include <strings.h>
+
 #include <cstring>
 #include <iostream>
 #include <string>
@@ -10,16 +12,22 @@
 #include "sdk/WideFormat.h"
 
 int cellCommand(const std::vector<std::string>& args);
+int updateCommand(const std::vector<std::string>& args);
 
 namespace {
 
 void usage() {
     std::cerr << "usage: linkmesh [--transcript FILE] [--quiet] [--no-load] [--plugin FILE] "
-                 "[SCRIPT]\n"
+                 "[DRAWING.dxf] [SCRIPT]\n"
                  "       linkmesh --version\n"
                  "       linkmesh cell WORKBOOK SHEET CELL... [--value]\n"
+                 "       linkmesh update [--dry-run] [--plugin FILE] DRAWING.dxf...\n"
                  "Without SCRIPT, commands are read from the terminal. HELP lists the host's "
                  "commands.\n";
+}
+
+bool isDrawingFile(const std::string& path) {
+    return path.size() > 4 && strcasecmp(path.c_str() + path.size() - 4, ".dxf") == 0;
 }
 
 } // namespace
@@ -30,8 +38,10 @@ int main(int argc, char** argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     if (!args.empty() && args[0] == "cell")
         return cellCommand(std::vector<std::string>(args.begin() + 1, args.end()));
+    if (!args.empty() && args[0] == "update")
+        return updateCommand(std::vector<std::string>(args.begin() + 1, args.end()));
 
-    std::string transcript, script;
+    std::string transcript, script, drawing;
     std::wstring plugin = shell::Session::pluginBesideProgram();
     bool load = true, quiet = false;
     for (size_t i = 0; i < args.size(); ++i) {
@@ -50,6 +60,9 @@ int main(int argc, char** argv) {
         } else if (a == "--help" || a == "-h") {
             usage();
             return shell::kExitOk;
+        } else if (!a.empty() && a[0] != '-' && drawing.empty() && script.empty() &&
+                   isDrawingFile(a)) {
+            drawing = a;
         } else if (!a.empty() && a[0] != '-' && script.empty()) {
             script = a;
         } else {
@@ -64,8 +77,8 @@ int main(int argc, char** argv) {
         std::cerr << "linkmesh: cannot write the transcript " << transcript << "\n";
         return shell::kExitUsage;
     }
-    if (!session.start(plugin, load))
-        return shell::kExitLoadError;
+    if (int code = session.start(plugin, load, lmhost::widen(drawing)))
+        return code;
     int code = script.empty() ? session.runInteractive() : session.runScript(script);
     session.finish();
     if (session.transcriptFailed() && code == shell::kExitOk)

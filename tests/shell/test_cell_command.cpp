@@ -157,7 +157,7 @@ TEST_F(ShellCellCommand, TheUpdateSaysWhichResultsMayBeStale) {
     b.sheet(L"Dims").number("B1", 1600).formula("B6", "B1*2", 3200).formula("C6", "FANCY(B1)", 7);
     std::string path = (m_dir / "Dims.xlsx").string();
     b.write(path);
-    ProgramRun r = run("DWGPATH " + (m_dir / "d.dwg").string() +
+    ProgramRun r = run("SAVEAS " + (m_dir / "d.dxf").string() +
                        "\nPARAM width 800\nPARAM depth 10\nLINK width Dims.xlsx*Dims*$B$6\n"
                        "LINK depth Dims.xlsx*Dims*$C$6\nXLSET " +
                        path + " Dims B1 2000\nSETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\n");
@@ -187,19 +187,19 @@ TEST_F(ShellCellCommand, TooFewArgumentsShowTheUsage) {
 TEST_F(ShellCellCommand, TheWorkbookCommandsTypeIntoACellAndSaveACopyAsAUserDoes) {
     // Script words with spaces or quotes go in double quotes; these paths have none.
     std::string original = workbook().string(), copy = (m_dir / "Copy.xlsx").string();
-    std::string drawing = (m_dir / "Door.dwg").string();
+    std::string drawing = (m_dir / "Door.dxf").string();
     ProgramRun r =
         run("XLSAVEAS " + original + " " + copy + "\n" + "XLSET " + copy + " Other Finish 45100\n" +
-                "XLSET " + copy + " Sizes B2 Painted  white door\n" + "DWGPATH " + drawing + "\n",
+                "XLSET " + copy + " Sizes B2 Painted  white door\n" + "SAVEAS " + drawing + "\n",
             "--no-load");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
-    EXPECT_EQ(r.transcript,
-              "\nCommand: XLSAVEAS " + original + " " + copy + "\nDoors.xlsx saved as " + copy +
-                  "." + "\nCommand: XLSET " + copy + " Other Finish 45100" +
-                  "\nOther!Finish shows \"6/23/2023\"; Copy.xlsx saved." + "\nCommand: XLSET " +
-                  copy + " Sizes B2 Painted  white door" +
-                  "\nSizes!B2 shows \"Painted white door\"; Copy.xlsx saved." +
-                  "\nCommand: DWGPATH " + drawing + "\nThe drawing's file is " + drawing + ".\n");
+    EXPECT_EQ(r.transcript, "\nCommand: XLSAVEAS " + original + " " + copy +
+                                "\nDoors.xlsx saved as " + copy + "." + "\nCommand: XLSET " + copy +
+                                " Other Finish 45100" +
+                                "\nOther!Finish shows \"6/23/2023\"; Copy.xlsx saved." +
+                                "\nCommand: XLSET " + copy + " Sizes B2 Painted  white door" +
+                                "\nSizes!B2 shows \"Painted white door\"; Copy.xlsx saved." +
+                                "\nCommand: SAVEAS " + drawing + "\nSaved " + drawing + ".\n");
     // The typed number is stored as a number under the cell's date format; the original
     // workbook is unchanged.
     EXPECT_EQ(cell("'" + copy + "' Other B2 --value").transcript,

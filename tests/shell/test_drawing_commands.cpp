@@ -321,6 +321,11 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Refusal{"PARAM 1x 5\n", 1, "Invalid name \"1x\": must begin with a letter."},
                       Refusal{"PARAM a 5\nPARAM A 6\n", 2, "Name \"A\" is already used."},
                       Refusal{"PARAM a \"b + 1\"\n", 1, "Unknown name \"b\"."},
+                      // A reference inside a feet-and-inches expression is found too.
+                      Refusal{"SETVAR LUNITS 4\nPARAM a 2\nPARAM b \"5'-a\"\nPARAMERASE a\n", 4,
+                              "\"a\" is referenced by \"b\" and stays."},
+                      Refusal{"PARAM a 1e101\n", 1, "Number out of range at position 1."},
+                      Refusal{"PARAM acosh 1\n", 1, "Invalid name \"acosh\": name of a function."},
                       Refusal{"PARAM a 5\nPARAM b \"a * 2\"\nPARAMSET a \"b + 1\"\n", 3,
                               "Cyclic dependency: \"a\" would depend on itself."},
                       Refusal{"PARAM a \"2 +\"\n", 1,

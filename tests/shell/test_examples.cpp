@@ -84,4 +84,35 @@ TEST_F(ShippedExamples, TheWorkbookExampleLeavesTheShippedWorkbookAsItWas) {
     EXPECT_NE(readFile(run / "work" / "doors.xlsx"), shipped);
 }
 
+// The shipped drawing reads the workbook beside it: a dry run lists the changes and leaves the
+// file as it was, the update saves them, and a second update finds nothing left to change.
+TEST_F(ShippedExamples, TheShippedDrawingUpdatesFromTheWorkbookBesideIt) {
+    fs::path folder = m_dir / "run";
+    fs::create_directories(folder);
+    fs::copy(kExamples, folder / "examples", fs::copy_options::recursive);
+    fs::path drawing = folder / "examples" / "workbook-links" / "doors.dxf";
+    std::string shipped = readFile(drawing);
+    auto update = [&](const std::string& options) {
+        fs::path out = m_dir / "update.txt";
+        std::string command = "cd '" + folder.string() + "' && '" + LINKMESH_PROGRAM + "' update " +
+                              options + " examples/workbook-links/doors.dxf > '" + out.string() +
+                              "' 2>&1";
+        int status = std::system(command.c_str());
+        return std::make_pair(WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(out));
+    };
+    auto [dryCode, dry] = update("--dry-run");
+    EXPECT_EQ(dryCode, 0) << dry;
+    EXPECT_NE(dry.find("  width: 800 = 800 \u2192 900 = 900\n"), std::string::npos) << dry;
+    EXPECT_NE(dry.find("  15 Width: 800 \u2192 900\n"), std::string::npos) << dry;
+    EXPECT_NE(dry.find("[1/1] doors.dxf: 11 changed (dry run, not saved)\n"), std::string::npos);
+    EXPECT_EQ(readFile(drawing), shipped);
+    auto [code, real] = update("");
+    EXPECT_EQ(code, 0) << real;
+    EXPECT_NE(real.find("[1/1] doors.dxf: 11 changed\n"), std::string::npos) << real;
+    EXPECT_NE(readFile(drawing), shipped);
+    auto [againCode, again] = update("");
+    EXPECT_EQ(againCode, 0) << again;
+    EXPECT_NE(again.find("[1/1] doors.dxf: 0 changed\n"), std::string::npos) << again;
+}
+
 } // namespace

@@ -88,6 +88,7 @@ public:
     Acad::ErrorStatus recomputeTableBlock(bool = true) { return Acad::eOk; }
 
     struct Data;
+    Data* data() const { return m_data; }
 
 private:
     Data* m_data;

@@ -7,6 +7,7 @@
 #include "AcDbAssocVariable.h"
 #include "dbapserv.h"
 #include "sdk/control/Editor.h"
+#include "sdk/control/SystemVariables.h"
 #include "testkit/Transcript.h"
 
 namespace {
@@ -200,3 +201,67 @@ TEST_F(AssocTest, UnnamedVariableInTheNetworkTakesItsNameLater) {
 }
 
 } // namespace
+
+namespace {
+
+// The host's expressions as the plug-in meets them through the variables' own calls.
+class AssocExpressionTest : public AssocTest {};
+
+} // namespace
+
+TEST_F(AssocExpressionTest, ADependentThatNoLongerEvaluatesIsMarkedAndSaysWhy) {
+    AcDbObjectId base = addVariable(L"base", L"5");
+    AcDbObjectId d = addVariable(L"d", L"1/(base-2)");
+    {
+        AcDbObjectPointer<AcDbAssocVariable> b(base, AcDb::kForWrite);
+        ASSERT_EQ(assign(b, L"2"), Acad::eOk);
+    }
+    {
+        AcDbObjectPointer<AcDbAssocVariable> v(d);
+        EXPECT_EQ(v->status(), kFailedToEvaluateAssocStatus);
+        AcDbEvalVariant value;
+        AcString error;
+        EXPECT_EQ(v->evaluateExpression(value, error), Acad::eDivisionByZero);
+        EXPECT_EQ(error, AcString(L"Division by zero"));
+        EXPECT_EQ(v->expression(), AcString(L"1/(base-2)"));
+    }
+    EXPECT_DOUBLE_EQ(valueOf(d), 1.0 / 3.0); // the last good value
+    {
+        AcDbObjectPointer<AcDbAssocVariable> b(base, AcDb::kForWrite);
+        ASSERT_EQ(assign(b, L"4"), Acad::eOk);
+        EXPECT_EQ(b->status(), kIsUpToDateAssocStatus);
+    }
+    AcDbObjectPointer<AcDbAssocVariable> v(d);
+    EXPECT_EQ(v->status(), kIsUpToDateAssocStatus);
+    EXPECT_DOUBLE_EQ(valueOf(d), 0.5);
+}
+
+TEST_F(AssocExpressionTest, ValuesStayWithinTheHostsRange) {
+    AcDbObjectId w = addVariable(L"w", L"1e100");
+    AcDbObjectPointer<AcDbAssocVariable> v(w, AcDb::kForWrite);
+    EXPECT_EQ(v->setValue(AcDbEvalVariant(1.5e100)), Acad::eOutOfRange);
+    EXPECT_EQ(v->setValue(AcDbEvalVariant(-1.5e100)), Acad::eOutOfRange);
+    AcString error;
+    EXPECT_EQ(assign(v, L"1e101", error), Acad::eOutOfRange);
+    EXPECT_EQ(assign(v, L"10^50 * 10^51", error), Acad::eOutOfRange);
+    v.close();
+    EXPECT_DOUBLE_EQ(valueOf(w), 1e100);
+}
+
+TEST_F(AssocExpressionTest, DistancesReadByTheDrawingsUnitsAndAnglesInRadiansWhateverAUNITS) {
+    AcDbObjectId w = addVariable(L"w", L"1");
+    AcDbObjectPointer<AcDbAssocVariable> v(w, AcDb::kForWrite);
+    AcString error;
+    EXPECT_EQ(assign(v, L"5'-9\"", error), Acad::eInvalidExpression); // decimal units
+    lmhost::setSystemVariable(L"LUNITS", short(4));
+    EXPECT_EQ(assign(v, L"5'-9\"", error), Acad::eOk);
+    v.close();
+    EXPECT_DOUBLE_EQ(valueOf(w), 69);
+    for (short aunits : {0, 3}) {
+        lmhost::setSystemVariable(L"AUNITS", aunits);
+        AcDbObjectPointer<AcDbAssocVariable> again(w, AcDb::kForWrite);
+        ASSERT_EQ(assign(again, L"sin(d2r(30))"), Acad::eOk);
+        again.close();
+        EXPECT_NEAR(valueOf(w), 0.5, 1e-12);
+    }
+}
