@@ -91,6 +91,11 @@ struct Program {
 // Parses a formula as stored in a file (no leading '='; one is skipped if present).
 Program parse(std::wstring_view text);
 
+// The formula as it reads in a cell dRow rows and dCol columns away from the one it was
+// written for (a shared formula): relative references move; one moved off the sheet
+// becomes #REF!. Text that does not parse is given back as it is.
+std::wstring moveFormula(std::wstring_view text, int dRow, int dCol);
+
 // Calls of the function table.
 int findFunction(std::wstring_view name); // -1 if the engine has no such function
 

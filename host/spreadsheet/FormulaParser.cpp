@@ -34,6 +34,9 @@ class Parser {
 public:
     Parser(std::wstring_view text, Program& out) : m_s(text), m_out(out) {}
 
+    // Where each reference's cells are written (after any sheet name), in order.
+    std::vector<std::pair<std::size_t, std::size_t>>* spans = nullptr;
+
     void run() {
         if (m_pos < m_s.size() && m_s[m_pos] == L'=')
             ++m_pos;
@@ -49,6 +52,7 @@ public:
 private:
     std::wstring_view m_s;
     std::size_t m_pos = 0;
+    std::size_t m_refStart = 0;
     Program& m_out;
 
     void skipSpace() {
@@ -273,6 +277,7 @@ private:
     // "$1:$3", "2:2": whole rows.
     bool rowRange() {
         std::size_t save = m_pos;
+        m_refStart = m_pos;
         int a = 0, b = 0;
         bool aAbs = false, bAbs = false;
         if (rowNumber(a, aAbs) && m_pos < m_s.size() && m_s[m_pos] == L':') {
@@ -339,6 +344,8 @@ private:
     }
 
     void pushRef(Ref r) {
+        if (spans)
+            spans->emplace_back(m_refStart, m_pos);
         Op op{OpCode::Reference};
         op.index = int(m_out.refs.size());
         m_out.refs.push_back(std::move(r));
@@ -348,6 +355,7 @@ private:
     // After an optional sheet prefix: a cell, a range, whole columns or whole rows.
     bool reference(const std::wstring& sheet) {
         std::size_t p = m_pos;
+        m_refStart = m_pos;
         Ref r;
         r.sheet = sheet;
         if (cellAt(p, r.first, r.firstRowAbs, r.firstColAbs)) {
@@ -533,7 +541,52 @@ private:
     }
 };
 
+std::wstring cellText(int row, int col, bool rowAbs, bool colAbs) {
+    return (colAbs ? L"$" : L"") + columnLetters(col) + (rowAbs ? L"$" : L"") +
+           std::to_wstring(row);
+}
+
 } // namespace
+
+std::wstring moveFormula(std::wstring_view text, int dRow, int dCol) {
+    Program program;
+    std::vector<std::pair<std::size_t, std::size_t>> spans;
+    try {
+        Parser parser(text, program);
+        parser.spans = &spans;
+        parser.run();
+    } catch (const ParseError&) {
+        return std::wstring(text);
+    }
+    std::wstring out;
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < spans.size() && i < program.refs.size(); ++i) {
+        const Ref& r = program.refs[i];
+        out.append(text.substr(at, spans[i].first - at));
+        at = spans[i].second;
+        int r1 = r.first.row + (r.firstRowAbs || r.wholeColumns ? 0 : dRow);
+        int r2 = r.last.row + (r.lastRowAbs || r.wholeColumns ? 0 : dRow);
+        int c1 = r.first.col + (r.firstColAbs || r.wholeRows ? 0 : dCol);
+        int c2 = r.last.col + (r.lastColAbs || r.wholeRows ? 0 : dCol);
+        if (r1 < 1 || r2 > kMaxRows || c1 < 1 || c2 > kMaxColumns) {
+            out += L"#REF!";
+        } else if (r.wholeColumns) {
+            out += (r.firstColAbs ? L"$" : L"") + columnLetters(c1) + L":" +
+                   (r.lastColAbs ? L"$" : L"") + columnLetters(c2);
+        } else if (r.wholeRows) {
+            out += (r.firstRowAbs ? L"$" : L"") + std::to_wstring(r1) + L":" +
+                   (r.lastRowAbs ? L"$" : L"") + std::to_wstring(r2);
+        } else {
+            out += cellText(r1, c1, r.firstRowAbs, r.firstColAbs);
+            if (r.first != r.last ||
+                spans[i].second - spans[i].first >
+                    cellText(r.first.row, r.first.col, r.firstRowAbs, r.firstColAbs).size())
+                out += L":" + cellText(r2, c2, r.lastRowAbs, r.lastColAbs);
+        }
+    }
+    out.append(text.substr(at));
+    return out;
+}
 
 Program parse(std::wstring_view text) {
     Program out;

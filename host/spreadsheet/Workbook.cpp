@@ -1625,9 +1625,20 @@ std::wstring Worksheet::formula(int row, int col) {
     const CellEntry* e = m_data->find(row, col);
     if (!e)
         return L"";
-    for (auto child = e->node.first_child(); child; child = child.next_sibling())
+    pugi::xml_node f;
+    for (auto child = e->node.first_child(); child && !f; child = child.next_sibling())
         if (localName(child.name()) == "f")
-            return fromUtf8(child.text().get());
+            f = child;
+    std::wstring text = fromUtf8(f.text().get());
+    if (!f || !text.empty() || std::string_view(f.attribute("t").value()) != "shared")
+        return text;
+    // A cell sharing another's formula: that formula, moved to this cell.
+    int si = intAttr(f.attribute("si"), -1);
+    for (const auto& c : m_data->cells)
+        for (auto child = c.node.first_child(); child; child = child.next_sibling())
+            if (localName(child.name()) == "f" && intAttr(child.attribute("si"), -2) == si &&
+                std::string_view(child.attribute("t").value()) == "shared" && *child.text().get())
+                return formula::moveFormula(fromUtf8(child.text().get()), row - c.row, col - c.col);
     return L"";
 }
 
