@@ -125,6 +125,9 @@ bool validIndex(HWND window, int index) {
     return window && index >= 0 && index < static_cast<int>(window->items.size());
 }
 
+// A long list shows its first items; the others are still there to be checked by text.
+constexpr size_t kShownItems = 100;
+
 std::wstring quoted(const std::wstring& text) {
     return L"\"" + text + L"\"";
 }
@@ -174,6 +177,10 @@ std::vector<std::wstring> describe(HWND dialog) {
             if (c->items.empty())
                 line += L" (empty)";
             for (size_t i = 0; i < c->items.size(); ++i) {
+                if (i == kShownItems) {
+                    line += L"\n     (and " + std::to_wstring(c->items.size() - i) + L" more)";
+                    break;
+                }
                 line += L"\n     ";
                 if (checks)
                     line += c->items[i].check ? L"[x] " : L"[ ] ";

@@ -8,6 +8,7 @@
 #include "excel/ExcelUtils.h"
 #include "exchange/ADNAssocSampleUtils.h"
 #include "exchange/ExchangeDialogs.h"
+#include "exchange/VariableLookup.h"
 #include "frame/ResourceOverride.h"
 #include "rxmfcapi.h"
 
@@ -24,7 +25,7 @@ bool isOneCell(const CString& address) {
 // One row of the selection. It is applied once per cell it has: each pass does the same,
 // so a second pass changes nothing and only a failing row says so again.
 void importRow(const CStringArrayEx& row, const CImportParametersDialog& options,
-               AcDbObjectId spaceId) {
+               VariableLookup& variables) {
     const int n = static_cast<int>(row.GetSize());
     for (int pass = 0; pass < n; ++pass) {
         if (options.m_nNameColumn >= n) {
@@ -42,8 +43,8 @@ void importRow(const CStringArrayEx& row, const CImportParametersDialog& options
         if (expression.IsEmpty() && description.IsEmpty())
             continue;
         AcDbObjectId id;
-        if (findVariable(spaceId, static_cast<const wchar_t*>(name),
-                         options.m_bCreateIfMissing != 0, id) != Acad::eOk)
+        if (variables.find(static_cast<const wchar_t*>(name), options.m_bCreateIfMissing != 0,
+                           id) != Acad::eOk)
             continue;
         if (!id.isValid())
             continue;
@@ -83,9 +84,10 @@ void readAndApply(const CImportParametersDialog& options) {
         acutPrintf(L"\nFailed to read the data from Excel.");
         return;
     }
-    AcDbObjectId spaceId = acdbHostApplicationServices()->workingDatabase()->currentSpaceId();
+    // Each name is looked up by findVariable's rule, through one walk of the network.
+    VariableLookup variables(acdbHostApplicationServices()->workingDatabase()->currentSpaceId());
     for (INT_PTR r = 0; r < table.GetSize(); ++r)
-        importRow(table[r], options, spaceId);
+        importRow(table[r], options, variables);
     // No count is kept: the line comes also when rows failed.
     acutPrintf(L"\nImport the constraint parameters successfully.");
 }

@@ -255,3 +255,21 @@ TEST_F(ImportDialogTest, NoToTheLastQuestionGoesBackToTheDialogWithTheSettingsWr
 }
 
 } // namespace
+
+namespace {
+
+TEST_F(ExportDialogTest, ALongListShowsItsFirstItemsAndTheRestStayReachable) {
+    for (int i = 0; i < 120; ++i)
+        addParameter((L"q" + std::to_wstring(1000 + i)).c_str(), L"1");
+    act({L"check 100 q1119 off", L"ok"});
+    CExportParametersDialog dialog;
+    ASSERT_EQ(dialog.DoModal(), IDOK);
+    std::wstring list;
+    for (const std::wstring& line : view())
+        if (line.rfind(L"100 list", 0) == 0)
+            list = line;
+    EXPECT_NE(list.find(L"\n     [x] \"q1097\"\n     (and 23 more)"), std::wstring::npos);
+    EXPECT_EQ(dialog.m_aSelected.GetSize(), 122);
+}
+
+} // namespace

@@ -2,6 +2,7 @@
 // with the dialog's columns and the create option.
 #include <gmock/gmock.h>
 
+#include "AcDbAssocNetwork.h"
 #include "exchange/ADNAssocSampleUtils.h"
 #include "exchange/ExchangeFixture.h"
 #include "exchange/ImportParameters.h"
@@ -193,6 +194,38 @@ TEST_F(ImportTest, ACancelledDialogDoesNothing) {
     importFromExcel();
     EXPECT_EQ(testkit::transcript(), L"");
     EXPECT_TRUE(excelhost::callLog().empty());
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(ImportTest, HugeCellsAndOddNamesEndCleanly) {
+    std::wstring megabyte(1 << 20, L'x');
+    std::wstring longName = L"n" + std::wstring(9999, L'a');
+    spreadsheet::Worksheet& ws = excelhost::workbook(excel, L"params.xlsx")->sheet(0);
+    ASSERT_EQ(ws.putTexts(7, 2,
+                          {{L"Width", L"5", L"", megabyte},
+                           {longName, L"6", L"", L"long"},
+                           {L"bad\x01name", L"7", L"", L"control"}}),
+              spreadsheet::Status::Ok);
+    auto actions = [] {
+        AcDbObjectId networkId =
+            AcDbAssocNetwork::getInstanceFromObject(database()->currentSpaceId(), false);
+        AcDbObjectPointer<AcDbAssocNetwork> network(networkId, AcDb::kForRead);
+        return network->getActions().length();
+    };
+    int before = actions();
+    run(L"B7:E9", {L"check 116 on", L"choose 119 4th", L"check 122 on"});
+    // Names the host refuses leave a variable without a name at each of the row's four
+    // passes, silently, as creating a refused name does.
+    EXPECT_EQ(actions(), before + 8);
+    EXPECT_EQ(expressionOf(width), L"5");
+    AcDbObjectPointer<AcDbAssocVariable> w(width, AcDb::kForRead);
+    EXPECT_EQ(w->description().length(), 1u << 20);
+    std::wstring text = testkit::transcript();
+    EXPECT_THAT(text, ::testing::EndsWith(kDone));
+    EXPECT_EQ(text.find(L"\nUnknown error."), std::wstring::npos);
 }
 
 } // namespace
