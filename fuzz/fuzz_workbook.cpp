@@ -73,6 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     limits.maxTotalBytes = 32 << 20;
     limits.maxSharedStrings = 100000;
     limits.maxSheets = 64;
+    limits.maxXmlNodes = 100000;
     Status st;
     auto book = Workbook::openBytes(std::move(bytes), L"fuzz.xlsx", false, st, limits);
     if (!book)

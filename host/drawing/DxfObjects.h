@@ -3,6 +3,8 @@
 // (docs/drawing-files.md).
 #pragma once
 
+#include <cmath>
+#include <numbers>
 #include <span>
 
 #include "dbtable.h"
@@ -50,5 +52,33 @@ inline constexpr int kValueTypeCode = 179;
 // The order of the row types in a table style's repeated groups.
 inline constexpr AcDb::RowType kStyleRowOrder[] = {AcDb::kDataRow, AcDb::kTitleRow,
                                                    AcDb::kHeaderRow};
+
+// Rotations are written in degrees below a full turn (a table also as the direction of its
+// rows), moved by a few units in the last place to a value that reads back as itself, so that
+// a drawing read from a file writes the same file again.
+inline double radiansFromDegrees(double degrees) {
+    return std::fmod(degrees, 360.0) * std::numbers::pi / 180.0;
+}
+inline double degreesFromRadians(double radians) {
+    return radians * 180.0 / std::numbers::pi;
+}
+inline double stableDegrees(double radians) {
+    double degrees = std::fmod(degreesFromRadians(radians), 360.0);
+    if (!std::isfinite(degrees))
+        return 0.0;
+    auto readBack = [](double d) {
+        return std::fmod(degreesFromRadians(radiansFromDegrees(d)), 360.0);
+    };
+    double up = degrees, down = degrees;
+    for (int step = 0; step < 64; ++step) {
+        if (readBack(up) == up)
+            return up;
+        if (readBack(down) == down)
+            return down;
+        up = std::nextafter(up, HUGE_VAL);
+        down = std::nextafter(down, -HUGE_VAL);
+    }
+    return degrees;
+}
 
 } // namespace drawing

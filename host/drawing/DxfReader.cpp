@@ -758,8 +758,7 @@ private:
         if (block.isNull())
             fail(r.line, L"INSERT of the block \"" + name + L"\", which the file does not define");
         auto* reference = new AcDbBlockReference(r.point(10), block);
-        double degrees = r.real(50);
-        reference->setRotation(std::fmod(degrees, 360.0) * std::numbers::pi / 180.0);
+        reference->setRotation(radiansFromDegrees(r.real(50)));
         return reference;
     }
 
@@ -829,7 +828,10 @@ private:
             if (objectOf<AcDbTableStyle>(h))
                 d.style = idOf(h);
         }
-        if (dx != 0 || dy != 0)
+        // Our files give the rotation in degrees too; other writers give the direction only.
+        if (const Group* g = r.find(50))
+            table->setRotation(radiansFromDegrees(dxf::realOf(*g)));
+        else if (dx != 0 || dy != 0)
             table->setRotation(std::atan2(dy, dx));
         std::size_t cell = 0;
         std::wstring pending;
@@ -973,6 +975,11 @@ private:
                     fail(g.line, L"the parameter network names the action " +
                                      hex(dxf::handleOf(g)) + L", which no object has");
                 }
+                if (holds(action, n.id)) {
+                    network->close();
+                    fail(g.line,
+                         L"the parameter network " + hex(dxf::handleOf(g)) + L" would hold itself");
+                }
                 Acad::ErrorStatus es = network->addAction(action, true);
                 if (es != Acad::eOk) {
                     network->close();
@@ -997,6 +1004,17 @@ private:
                                          L"\" is refused: " +
                                          (message.isEmpty() ? errorText(es) : message.str()));
         }
+    }
+
+    // True when action is the network or a network that holds it, at any depth.
+    static bool holds(AcDbObjectId action, AcDbObjectId network) {
+        for (int depth = 0; network.isValid() && depth < 1000; ++depth) {
+            if (network == action)
+                return true;
+            AcDbStub* stub = network.stub();
+            network = stub && stub->object ? stub->object->ownerId() : AcDbObjectId();
+        }
+        return network.isValid();
     }
 
     static std::wstring errorText(Acad::ErrorStatus es) { return acadErrorStatusText(es); }

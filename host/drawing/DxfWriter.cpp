@@ -458,7 +458,7 @@ private:
         w.text(2, recordName(blockOf(reference)));
         AcGePoint3d p = reference->position();
         w.point(10, p.x, p.y, p.z);
-        w.real(50, reference->rotation() * 180.0 / std::numbers::pi);
+        w.real(50, stableDegrees(reference->rotation()));
         writeXData(w, reference);
     }
 
@@ -469,11 +469,13 @@ private:
         w.text(2, "");
         AcGePoint3d p = table->position();
         w.point(10, p.x, p.y, p.z);
+        double degrees = stableDegrees(table->rotation());
+        w.real(50, degrees);
         w.text(100, "AcDbTable");
         w.integer(280, 0);
         if (peek<AcDbTableStyle>(d.style))
             w.handle(342, handleOf(d.style));
-        double angle = table->rotation();
+        double angle = radiansFromDegrees(degrees);
         w.point(11, std::cos(angle), std::sin(angle), 0.0);
         w.integer(90, 0);
         w.integer(91, d.rows);

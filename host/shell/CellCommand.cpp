@@ -145,6 +145,15 @@ int cellCommand(const std::vector<std::string>& args) {
                 : nullptr;
         bool known = spreadsheet::parseCellRef(address, ref) ||
                      (named && named->sheet >= 0 && (ref = named->range.first, true));
+        // A sheet the reader refused (a DOCTYPE, too large, nested too deep, a bad cell
+        // reference) shows empty cells; say why instead.
+        if (spreadsheet::Status st = ws ? ws->load() : spreadsheet::Status::Ok;
+            st != spreadsheet::Status::Ok) {
+            std::cerr << "linkmesh: the sheet \"" << lmhost::narrow(ws->name())
+                      << "\" cannot be read: " << lmhost::narrow(spreadsheet::statusText(st))
+                      << "\n";
+            return shell::kExitScriptError;
+        }
         if (withValue && ws && known) {
             spreadsheet::CellValue v = ws->value(ref.row, ref.col);
             std::string stored =

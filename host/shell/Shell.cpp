@@ -232,10 +232,10 @@ int Session::start(const std::wstring& pluginPath, bool loadPlugin,
     }
     if (!loadPlugin)
         return kExitOk;
-    return startWithoutDrawing(pluginPath) ? kExitOk : kExitLoadError;
+    return loadPluginLibrary(pluginPath) ? kExitOk : kExitLoadError;
 }
 
-bool Session::startWithoutDrawing(const std::wstring& pluginPath) {
+bool Session::loadPluginLibrary(const std::wstring& pluginPath) {
     std::wstring error;
     if (!lmhost::loadApplication(pluginPath, error)) {
         std::cerr << "linkmesh: " << lmhost::narrow(error) << "\n";

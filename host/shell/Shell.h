@@ -45,8 +45,6 @@ public:
     // code: kExitOk, or kExitFileError / kExitLoadError after a message on stderr.
     int start(const std::wstring& pluginPath, bool loadPlugin,
               const std::wstring& drawingFile = L"");
-    // Loads the plug-in with no drawing open.
-    bool startWithoutDrawing(const std::wstring& pluginPath);
     // Unloads the plug-in and closes the drawings.
     void finish();
     // True once a write of the transcript failed (it was told on stderr then).
@@ -64,6 +62,7 @@ public:
     static std::wstring pluginBesideProgram();
 
 private:
+    bool loadPluginLibrary(const std::wstring& pluginPath);
     enum class LineKind { Command, Point, Pick, Keyword, Cancel, BoxAnswer, DialogAction };
     LineKind classify(const std::wstring& line) const;
     bool isCommandName(const std::wstring& word) const;

@@ -126,9 +126,10 @@ int updateCommand(const std::vector<std::string>& args) {
         return kExitUsage;
     }
 
+    // The host starts with its new drawing, as always; each drawing file opens beside it.
     Session session;
-    if (!session.startWithoutDrawing(plugin))
-        return kExitLoadError;
+    if (int code = session.start(plugin, true))
+        return code;
     size_t failed = 0, changedDrawings = 0, changeCount = 0;
     for (size_t i = 0; i < files.size(); ++i) {
         std::wstring path = absolutePath(files[i]);

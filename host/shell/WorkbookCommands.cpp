@@ -25,8 +25,15 @@ CommandResult refuse(const std::wstring& text) {
 }
 
 // "Cannot open PATH: why." where the status text is a sentence with its own full stop.
-std::wstring failure(const std::wstring& what, spreadsheet::Status status) {
+// A workbook locked by another editor names who has it open.
+std::wstring failure(const std::wstring& what, spreadsheet::Status status,
+                     const std::wstring& path) {
     std::wstring why = spreadsheet::statusText(status);
+    if (status == spreadsheet::Status::Locked) {
+        std::wstring holder = spreadsheet::Workbook::lockHolder(path);
+        if (!holder.empty())
+            why = L"The file is locked for editing by '" + holder + L"'.";
+    }
     if (why.empty() || why.back() != L'.')
         why += L'.';
     return what + L": " + why;
@@ -69,7 +76,7 @@ CommandResult setWorkbookCell(const Args& args) {
     spreadsheet::Status status;
     auto book = spreadsheet::Workbook::open(path, false, status);
     if (!book)
-        return refuse(failure(L"Cannot open " + path, status));
+        return refuse(failure(L"Cannot open " + path, status, path));
     int sheetIndex = book->findSheet(args[1]);
     if (sheetIndex < 0)
         return refuse(path + L" has no sheet \"" + args[1] + L"\".");
@@ -87,7 +94,7 @@ CommandResult setWorkbookCell(const Args& args) {
     if (status == spreadsheet::Status::Ok)
         status = book->save();
     if (status != spreadsheet::Status::Ok)
-        return refuse(failure(L"Cannot save " + path, status));
+        return refuse(failure(L"Cannot save " + path, status, path));
     lmhost::print(L"\n" + sheet->name() + L"!" + args[2] + L" shows \"" +
                   sheet->text(cell.row, cell.col) + L"\"; " + book->name() + L" saved.");
     reportRecalculated(*book);
@@ -103,13 +110,16 @@ CommandResult saveWorkbookAs(const Args& args) {
     std::wstring target = absolutePath(args[1]);
     spreadsheet::Status status;
     auto book = spreadsheet::Workbook::open(source, false, status);
+    // A copy may be taken of a workbook that another editor has open.
+    if (!book && status == spreadsheet::Status::Locked)
+        book = spreadsheet::Workbook::open(source, true, status);
     if (!book)
-        return refuse(failure(L"Cannot open " + source, status));
+        return refuse(failure(L"Cannot open " + source, status, source));
     // Named before the save: the open workbook takes the new file's name.
     std::wstring name = book->name();
     status = book->saveAs(target);
     if (status != spreadsheet::Status::Ok)
-        return refuse(failure(L"Cannot save " + target, status));
+        return refuse(failure(L"Cannot save " + target, status, target));
     lmhost::print(L"\n" + name + L" saved as " + target + L".");
     return CommandResult::Ended;
 }

@@ -676,6 +676,9 @@ BookPtr openIn(const InstancePtr& inst, const std::wstring& path, bool readOnly,
     std::unique_ptr<spreadsheet::Workbook> wb =
         bytes ? spreadsheet::Workbook::openBytes(std::move(*bytes), path, readOnly, status)
               : spreadsheet::Workbook::open(path, readOnly, status);
+    // A workbook another editor has open is opened read-only, as the program offers.
+    if (!wb && status == Status::Locked)
+        wb = spreadsheet::Workbook::open(path, true, status);
     if (!wb || status != Status::Ok)
         raise(openFailureText(status, path));
     return addBook(inst, std::move(wb));

@@ -606,6 +606,12 @@ std::wstring renderDate(const Section& sec, double v, const DisplayContext& ctx,
         return L"";
     }
     DateTime dt = splitSerial(v, ctx.date1904, subDigits);
+    // The 1904 system reaches the year 10000 four years of serials earlier, and rounding
+    // to the smallest unit shown can carry the last second of 9999 over as well.
+    if (dt.date.y > 9999 && !elapsed) {
+        hashes = true;
+        return L"";
+    }
     long long scale = 1;
     for (int i = 0; i < subDigits; ++i)
         scale *= 10;

@@ -1,10 +1,12 @@
 #include "spreadsheet/Package.h"
 
+#include "spreadsheet/WorkbookFile.h"
+
 #include <zip.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
+#include <cstring>
 
 namespace spreadsheet {
 
@@ -15,6 +17,25 @@ std::string lowerAscii(std::string s) {
         if (c >= 'A' && c <= 'Z')
             c = char(c - 'A' + 'a');
     return s;
+}
+
+// An upper bound of the nodes the parser makes: every tag start that is no end tag, and
+// every '=' (attributes). Text of simple elements is held in the element itself.
+std::size_t countNodes(std::string_view text, std::size_t stopAfter) {
+    std::size_t n = 0;
+    const char* p = text.data();
+    const char* const end = p + text.size();
+    while (n <= stopAfter && (p = static_cast<const char*>(std::memchr(p, '<', end - p)))) {
+        ++p;
+        if (p < end && *p != '/')
+            ++n;
+    }
+    p = text.data();
+    while (n <= stopAfter && (p = static_cast<const char*>(std::memchr(p, '=', end - p)))) {
+        ++p;
+        ++n;
+    }
+    return n;
 }
 
 } // namespace
@@ -48,8 +69,10 @@ Status Package::open(std::string bytes, const Limits& limits) {
         return Status::TooLarge;
     for (zip_int64_t i = 0; i < n; ++i) {
         const char* name = zip_get_name(m_zip, zip_uint64_t(i), ZIP_FL_ENC_GUESS);
-        if (name)
-            m_index.emplace(lowerAscii(name), std::size_t(i));
+        // Names that differ only in case are one part: such a file is damaged, or an edit
+        // could land in the entry that is not read.
+        if (name && !m_index.emplace(lowerAscii(name), std::size_t(i)).second)
+            return Status::DuplicatePart;
     }
     return Status::Ok;
 }
@@ -83,10 +106,11 @@ Status Package::read(const std::string& part, std::string& out) {
     zip_file_t* f = zip_fopen_index(m_zip, it->second, 0);
     if (!f)
         return Status::NotAZip;
-    // First read the declared size at once (plus one byte to see a lie), then in steps.
-    std::size_t chunk =
-        std::clamp<std::size_t>(out.capacity() + 1, 4096, m_limits.maxPartBytes + 1);
+    // Read in steps of at most 16 MB into the room reserved for the declared size, so that
+    // the node count can stop a hostile part early.
+    std::size_t chunk = std::clamp<std::size_t>(out.capacity() + 1, 4096, std::size_t(16) << 20);
     Status status = Status::Ok;
+    std::size_t nodes = 0;
     for (;;) {
         std::size_t have = out.size();
         std::size_t room = m_limits.maxPartBytes - std::min(have, m_limits.maxPartBytes) + 1;
@@ -104,9 +128,16 @@ Status Package::read(const std::string& part, std::string& out) {
             status = Status::TooLarge;
             break;
         }
+        // Nodes are counted as they come, so that a part of empty elements stops long
+        // before its bytes reach the size cap.
+        nodes += countNodes(std::string_view(out).substr(have), m_limits.maxXmlNodes);
+        if (nodes > m_limits.maxXmlNodes) {
+            status = Status::TooManyNodes;
+            break;
+        }
         if (got == 0)
             break;
-        chunk = 1 << 20;
+        chunk = std::size_t(4) << 20;
     }
     zip_fclose(f);
     if (status != Status::Ok) {
@@ -118,58 +149,71 @@ Status Package::read(const std::string& part, std::string& out) {
 
 Status Package::writeTo(const std::string& path,
                         const std::map<std::string, std::string>& replaced) const {
-    namespace fs = std::filesystem;
-    std::string tmp = path + ".lmsave~";
-    int err = 0;
-    zip_t* out = zip_open(tmp.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &err);
-    if (!out)
-        return Status::WriteFailed;
-    bool ok = true;
-    auto names = entries();
-    for (std::size_t i = 0; ok && i < names.size(); ++i) {
-        zip_source_t* src = nullptr;
-        auto rep = replaced.find(names[i]);
-        if (rep != replaced.end()) {
-            src = zip_source_buffer(out, rep->second.data(), rep->second.size(), 0);
-        } else {
-            src = zip_source_zip(out, m_zip, i, 0, 0, -1);
-        }
-        if (!src || zip_file_add(out, names[i].c_str(), src, ZIP_FL_ENC_UTF_8) < 0) {
-            if (src)
-                zip_source_free(src);
-            ok = false;
-        }
-    }
-    // Parts that are new to the package come after the old ones.
+    // Replaced parts are matched to the entries as the reader found them, ignoring case.
+    std::map<std::size_t, const std::string*> byIndex;
+    std::vector<std::pair<std::string, const std::string*>> added;
     for (const auto& [name, data] : replaced) {
-        if (!ok || std::find(names.begin(), names.end(), name) != names.end())
-            continue;
-        zip_source_t* src = zip_source_buffer(out, data.data(), data.size(), 0);
+        auto it = m_index.find(lowerAscii(name));
+        if (it != m_index.end())
+            byIndex[it->second] = &data;
+        else
+            added.emplace_back(name, &data);
+    }
+    zip_error_t err;
+    zip_error_init(&err);
+    zip_source_t* mem = zip_source_buffer_create(nullptr, 0, 0, &err);
+    zip_error_fini(&err);
+    if (!mem)
+        return Status::WriteFailed;
+    zip_source_keep(mem);
+    zip_error_init(&err);
+    zip_t* out = zip_open_from_source(mem, ZIP_TRUNCATE, &err);
+    zip_error_fini(&err);
+    if (!out) {
+        zip_source_free(mem);
+        return Status::WriteFailed;
+    }
+    bool ok = true;
+    auto add = [&](const std::string& name, zip_source_t* src) {
         if (!src || zip_file_add(out, name.c_str(), src, ZIP_FL_ENC_UTF_8) < 0) {
             if (src)
                 zip_source_free(src);
             ok = false;
         }
+    };
+    auto names = entries();
+    for (std::size_t i = 0; ok && i < names.size(); ++i) {
+        auto rep = byIndex.find(i);
+        add(names[i], rep != byIndex.end()
+                          ? zip_source_buffer(out, rep->second->data(), rep->second->size(), 0)
+                          : zip_source_zip(out, m_zip, i, 0, 0, -1));
     }
-    if (!ok) {
+    // Parts that are new to the package come after the old ones.
+    for (const auto& [name, data] : added)
+        if (ok)
+            add(name, zip_source_buffer(out, data->data(), data->size(), 0));
+    std::string bytes;
+    if (ok && zip_close(out) == 0) {
+        ok = zip_source_open(mem) == 0;
+        if (ok) {
+            zip_source_seek(mem, 0, SEEK_END);
+            zip_int64_t size = zip_source_tell(mem);
+            zip_source_seek(mem, 0, SEEK_SET);
+            ok = size > 0;
+            if (ok) {
+                bytes.resize(std::size_t(size));
+                ok = zip_source_read(mem, bytes.data(), zip_uint64_t(size)) == size;
+            }
+            zip_source_close(mem);
+        }
+    } else {
         zip_discard(out);
-        std::error_code ec;
-        fs::remove(tmp, ec);
-        return Status::WriteFailed;
+        ok = false;
     }
-    if (zip_close(out) != 0) {
-        zip_discard(out);
-        std::error_code ec;
-        fs::remove(tmp, ec);
+    zip_source_free(mem);
+    if (!ok)
         return Status::WriteFailed;
-    }
-    std::error_code ec;
-    fs::rename(tmp, path, ec);
-    if (ec) {
-        fs::remove(tmp, ec);
-        return Status::WriteFailed;
-    }
-    return Status::Ok;
+    return replaceFile(path, bytes);
 }
 
 std::string buildZip(const std::vector<std::pair<std::string, std::string>>& parts) {
@@ -208,11 +252,43 @@ std::string buildZip(const std::vector<std::pair<std::string, std::string>>& par
     return result;
 }
 
-Status parseXml(std::string& buffer, pugi::xml_document& doc) {
+namespace {
+
+// Deepest nesting of the document, walked without recursion; stops past `limit`.
+std::size_t depthOf(const pugi::xml_document& doc, std::size_t limit) {
+    std::size_t depth = 0, deepest = 0;
+    pugi::xml_node n = doc.first_child();
+    while (n) {
+        if (n.first_child()) {
+            n = n.first_child();
+            deepest = std::max(deepest, ++depth);
+            if (deepest > limit)
+                break;
+            continue;
+        }
+        while (n && !n.next_sibling()) {
+            n = n.parent();
+            --depth;
+        }
+        if (n)
+            n = n.next_sibling();
+    }
+    return deepest;
+}
+
+} // namespace
+
+Status parseXml(std::string& buffer, pugi::xml_document& doc, const Limits& limits) {
+    // Memory of the parse goes by the count of nodes, not by the size of the text:
+    // checked before anything is allocated.
+    if (countNodes(buffer, limits.maxXmlNodes) > limits.maxXmlNodes)
+        return Status::TooManyNodes;
     // Text of simple elements (<v>, <t>) lives in the element node: a third fewer nodes.
     unsigned flags = pugi::parse_default | pugi::parse_ws_pcdata_single | pugi::parse_doctype |
                      pugi::parse_embed_pcdata;
     auto res = doc.load_buffer_inplace(buffer.data(), buffer.size(), flags);
+    if (res.status == pugi::status_out_of_memory)
+        return Status::TooLarge;
     if (!res)
         return Status::BadXml;
     for (auto n = doc.first_child(); n; n = n.next_sibling())
@@ -220,6 +296,12 @@ Status parseXml(std::string& buffer, pugi::xml_document& doc) {
             return Status::DtdForbidden;
     if (!doc.document_element())
         return Status::BadXml;
+    // Every edit of the tree (removing a node frees its children recursively) is safe
+    // only for trees of sane depth.
+    if (depthOf(doc, limits.maxXmlDepth) > limits.maxXmlDepth) {
+        doc.reset();
+        return Status::TooDeep;
+    }
     return Status::Ok;
 }
 

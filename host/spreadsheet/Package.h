@@ -48,8 +48,9 @@ private:
 // A package built in memory from (name, content) pairs.
 std::string buildZip(const std::vector<std::pair<std::string, std::string>>& parts);
 
-// Parses XML in place (the buffer must outlive the document). Refuses a DOCTYPE.
-Status parseXml(std::string& buffer, pugi::xml_document& doc);
+// Parses XML in place (the buffer must outlive the document). Refuses a DOCTYPE, more
+// nodes than the limits allow (counted before parsing) and nesting past the depth limit.
+Status parseXml(std::string& buffer, pugi::xml_document& doc, const Limits& limits);
 
 // Element name without its namespace prefix.
 std::string_view localName(const char* qualified);

@@ -4,15 +4,16 @@
 #include "spreadsheet/NumberFormat.h"
 #include "spreadsheet/Package.h"
 #include "spreadsheet/TypedEntry.h"
+#include "spreadsheet/WorkbookFile.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <cwctype>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <tuple>
@@ -74,7 +75,8 @@ struct Relationship {
 };
 
 // Relationships of a part by id; a missing rels part is an empty set.
-Status readRels(Package& pkg, const std::string& part, std::map<std::string, Relationship>& out) {
+Status readRels(Package& pkg, const std::string& part, std::map<std::string, Relationship>& out,
+                const Limits& limits) {
     std::string relsPart = relsPartOf(part);
     if (!pkg.has(relsPart))
         return Status::Ok;
@@ -83,7 +85,7 @@ Status readRels(Package& pkg, const std::string& part, std::map<std::string, Rel
     if (st != Status::Ok)
         return st;
     pugi::xml_document doc;
-    st = parseXml(buf, doc);
+    st = parseXml(buf, doc, limits);
     if (st != Status::Ok)
         return st;
     std::string dir = partDir(part);
@@ -102,6 +104,13 @@ bool endsWith(std::string_view s, std::string_view suffix) {
     return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
 }
 
+// `_xHHHH_` stands for the character with that code.
+bool isEscapeAt(std::wstring_view w, std::size_t i) {
+    return w[i] == L'_' && i + 6 < w.size() && w[i + 1] == L'x' && w[i + 6] == L'_' &&
+           std::all_of(w.begin() + long(i) + 2, w.begin() + long(i) + 6,
+                       [](wchar_t c) { return std::iswxdigit(wint_t(c)); });
+}
+
 // Text of a string item (<si>, <is>): plain <t>, or the runs of rich text.
 std::wstring stringItemText(pugi::xml_node item) {
     std::string utf8;
@@ -118,13 +127,31 @@ std::wstring stringItemText(pugi::xml_node item) {
         return w;
     std::wstring out;
     for (std::size_t i = 0; i < w.size(); ++i) {
-        if (w[i] == L'_' && i + 6 < w.size() && w[i + 1] == L'x' && w[i + 6] == L'_' &&
-            std::all_of(w.begin() + long(i) + 2, w.begin() + long(i) + 6,
-                        [](wchar_t c) { return std::iswxdigit(wint_t(c)); })) {
+        if (isEscapeAt(w, i)) {
             out.push_back(wchar_t(std::wcstol(w.substr(i + 2, 4).c_str(), nullptr, 16)));
             i += 6;
         } else {
             out.push_back(w[i]);
+        }
+    }
+    return out;
+}
+
+// The reverse of the decoding above: a literal `_xHHHH_` keeps its underscore as `_x005F_`,
+// and characters XML cannot carry are written as escapes.
+std::wstring escapeText(std::wstring_view w) {
+    std::wstring out;
+    out.reserve(w.size());
+    for (std::size_t i = 0; i < w.size(); ++i) {
+        wchar_t c = w[i];
+        bool unfit = (c < 0x20 && c != L'\t' && c != L'\n' && c != L'\r') || c == 0xFFFE ||
+                     c == 0xFFFF || (c >= 0xD800 && c <= 0xDFFF);
+        if (unfit || isEscapeAt(w, i)) {
+            wchar_t hex[8];
+            std::swprintf(hex, 8, L"_x%04X_", unsigned(c));
+            out += hex;
+        } else {
+            out.push_back(c);
         }
     }
     return out;
@@ -232,6 +259,8 @@ struct WorkbookImpl {
     std::unordered_map<std::wstring, std::unique_ptr<NumberFormat>> formatCache;
     bool date1904 = false;
     std::vector<DefinedName> names;
+    FileStamp stamp; // of the file as read or last saved
+    std::unique_ptr<OwnerFile> owner;
 
     const NumberFormat& format(const std::wstring& code) {
         auto it = formatCache.find(code);
@@ -264,7 +293,7 @@ Status WorkbookImpl::loadSharedStrings(const std::string& part) {
     if (st != Status::Ok)
         return st;
     pugi::xml_document doc;
-    st = parseXml(buf, doc);
+    st = parseXml(buf, doc, limits);
     if (st != Status::Ok)
         return st;
     for (auto si = doc.document_element().first_child(); si; si = si.next_sibling()) {
@@ -281,7 +310,7 @@ Status WorkbookImpl::loadStyles(const std::string& part) {
     Status st = pkg.read(part, stylesBuffer);
     if (st != Status::Ok)
         return st;
-    st = parseXml(stylesBuffer, stylesDoc);
+    st = parseXml(stylesBuffer, stylesDoc, limits);
     if (st != Status::Ok)
         return st;
     stylesPart = part;
@@ -308,7 +337,7 @@ Status WorkbookImpl::openPackage(Workbook& book, std::string bytes) {
     if (st != Status::Ok)
         return st;
     std::map<std::string, Relationship> rootRels;
-    st = readRels(m.pkg, "", rootRels);
+    st = readRels(m.pkg, "", rootRels, m.limits);
     if (st != Status::Ok)
         return st;
     for (const auto& [id, rel] : rootRels)
@@ -322,7 +351,7 @@ Status WorkbookImpl::openPackage(Workbook& book, std::string bytes) {
     st = m.pkg.read(m.workbookPart, m.workbookBuffer);
     if (st != Status::Ok)
         return st;
-    st = parseXml(m.workbookBuffer, m.workbookDoc);
+    st = parseXml(m.workbookBuffer, m.workbookDoc, m.limits);
     if (st != Status::Ok)
         return st;
     auto root = m.workbookDoc.document_element();
@@ -330,7 +359,7 @@ Status WorkbookImpl::openPackage(Workbook& book, std::string bytes) {
         return Status::BadXml;
 
     std::map<std::string, Relationship> rels;
-    st = readRels(m.pkg, m.workbookPart, rels);
+    st = readRels(m.pkg, m.workbookPart, rels, m.limits);
     if (st != Status::Ok)
         return st;
     for (const auto& [id, rel] : rels) {
@@ -464,7 +493,7 @@ Status readHead(SheetData& sd, pugi::xml_node root) {
 // Offsets of the rows inside <sheetData> by a scan of the raw text. Gives false when the
 // text holds anything the scan cannot be sure of (comments, CDATA, processing
 // instructions, rows out of order): the sheet is then parsed as a whole.
-bool scanRows(SheetData& d, Status& status) {
+bool scanRows(SheetData& d, Status& status, const Limits& limits) {
     const std::string& b = d.buffer;
     std::size_t name = b.find("sheetData");
     while (name != std::string::npos && !(name > 0 && (b[name - 1] == '<' || b[name - 1] == ':')))
@@ -556,7 +585,7 @@ bool scanRows(SheetData& d, Status& status) {
         d.lightRows.push_back({rowNum, base + at, base + stop});
     }
     d.headBuffer = std::move(head);
-    status = parseXml(d.headBuffer, d.headDoc);
+    status = parseXml(d.headBuffer, d.headDoc, limits);
     if (status == Status::Ok)
         status = readHead(d, d.headDoc.document_element());
     d.light = true;
@@ -580,7 +609,7 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet, bool full) {
     if (!full) {
         auto light = std::make_unique<SheetData>();
         light->buffer = std::move(data->buffer);
-        if (scanRows(*light, st)) {
+        if (scanRows(*light, st, m.limits)) {
             if (st == Status::Ok)
                 sheet.m_data = std::move(light);
             return st;
@@ -588,7 +617,7 @@ Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet, bool full) {
         data->buffer = std::move(light->buffer);
         st = Status::Ok;
     }
-    st = parseXml(data->buffer, data->doc);
+    st = parseXml(data->buffer, data->doc, m.limits);
     if (st != Status::Ok)
         return st;
     data->root = data->doc.document_element();
@@ -672,7 +701,8 @@ std::wstring statusText(Status status) {
     case Status::TooLarge:
         return L"The file is too large: a part inflates past the size limit.";
     case Status::BadReference:
-        return L"The file is damaged: it refers to a cell beyond XFD1048576.";
+        return L"The file is damaged: a cell, row or column reference is malformed or beyond "
+               L"XFD1048576.";
     case Status::TooManyStrings:
         return L"The file is too large: its shared-string table passes the limit.";
     case Status::TooManySheets:
@@ -685,6 +715,21 @@ std::wstring statusText(Status status) {
         return L"The file cannot be written.";
     case Status::NoSuchSheet:
         return L"There is no such sheet.";
+    case Status::DuplicatePart:
+        return L"The file is damaged: two of its parts have names that differ only in case.";
+    case Status::TooDeep:
+        return L"The file is damaged: a part of the workbook nests its XML too deep.";
+    case Status::TooManyNodes:
+        return L"The file is too large: a part holds more XML elements than the limit.";
+    case Status::NotAFile:
+        return L"The path is not a regular file; only a file can be saved over.";
+    case Status::FileReadOnly:
+        return L"The file is read-only: its permissions do not allow writing to it.";
+    case Status::Locked:
+        return L"The file is locked for editing by another user.";
+    case Status::ChangedOnDisk:
+        return L"The file was changed by another program since it was opened; it was not "
+               L"saved over.";
     }
     return L"Unknown status.";
 }
@@ -838,7 +883,15 @@ const LightCell* Worksheet::lightCell(int row, int col) {
         std::vector<LightCell> cells;
         pugi::xml_document doc;
         std::string fragment = d.buffer.substr(it->begin, it->end - it->begin);
-        if (parseXml(fragment, doc) == Status::Ok) {
+        Status st = parseXml(fragment, doc, m_book->m_impl->limits);
+        if (st == Status::TooDeep || st == Status::TooManyNodes || st == Status::TooLarge) {
+            // Not a damaged row but a hostile one: the sheet is refused, as a whole parse
+            // would refuse it.
+            m_data.reset();
+            m_loadStatus = st;
+            return nullptr;
+        }
+        if (st == Status::Ok) {
             int prevCol = 0;
             for (auto c = doc.document_element().first_child(); c; c = c.next_sibling()) {
                 if (localName(c.name()) != "c")
@@ -1216,7 +1269,7 @@ Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::
                 auto t = cell.append_child("is").append_child("t");
                 if (!e.text.empty() && (e.text.front() == L' ' || e.text.back() == L' '))
                     t.append_attribute("xml:space") = "preserve";
-                t.text() = toUtf8(e.text).c_str();
+                t.text() = toUtf8(escapeText(e.text)).c_str();
                 break;
             }
             }
@@ -1332,28 +1385,29 @@ std::unique_ptr<Workbook> Workbook::open(const std::wstring& path, bool readOnly
                                          const Limits& limits) {
     namespace fs = std::filesystem;
     std::error_code ec;
-    fs::path p(path);
-    if (!fs::is_regular_file(p, ec)) {
-        status = Status::FileNotFound;
-        return nullptr;
+    std::wstring full = fs::absolute(fs::path(path), ec).lexically_normal().wstring();
+    // An editor first takes the owner file, so that another editor cannot save between
+    // our read and our save.
+    auto owner = std::make_unique<OwnerFile>();
+    if (!readOnly) {
+        std::wstring holder;
+        status = owner->acquire(fs::path(full).string(), holder);
+        if (status != Status::Ok)
+            return nullptr;
     }
-    auto size = fs::file_size(p, ec);
-    if (ec) {
-        status = Status::FileNotFound;
+    // One open file for everything: a save by someone else meanwhile replaces the path,
+    // never the bytes we read.
+    std::string bytes;
+    FileStamp stamp;
+    status = readWorkbookFile(fs::path(path).string(), limits.maxFileBytes, bytes, stamp);
+    if (status != Status::Ok)
         return nullptr;
+    auto book = openBytes(std::move(bytes), full, readOnly, status, limits);
+    if (book) {
+        book->m_impl->stamp = stamp;
+        book->m_impl->owner = std::move(owner);
     }
-    if (size > limits.maxFileBytes) {
-        status = Status::TooLarge;
-        return nullptr;
-    }
-    std::ifstream in(p, std::ios::binary);
-    std::string bytes(std::size_t(size), '\0');
-    if (!in.read(bytes.data(), std::streamsize(size))) {
-        status = Status::FileNotFound;
-        return nullptr;
-    }
-    return openBytes(std::move(bytes), fs::absolute(p, ec).lexically_normal().wstring(), readOnly,
-                     status, limits);
+    return book;
 }
 
 std::unique_ptr<Workbook> Workbook::create(const std::wstring& name) {
@@ -1472,12 +1526,33 @@ std::string serialize(const pugi::xml_document& doc) {
 
 } // namespace
 
+std::wstring Workbook::lockHolder(const std::wstring& path) {
+    OwnerFile probe;
+    std::wstring holder;
+    return probe.acquire(std::filesystem::path(path).string(), holder) == Status::Locked ? holder
+                                                                                         : L"";
+}
+
 Status Workbook::saveAs(const std::wstring& path) {
     namespace fs = std::filesystem;
     std::error_code ec;
     std::wstring full = fs::absolute(fs::path(path), ec).lexically_normal().wstring();
-    if (m_readOnly && m_hasFile && full == m_fullName)
+    bool samePath = m_hasFile && full == m_fullName;
+    if (m_readOnly && samePath)
         return Status::ReadOnly;
+    std::string target = fs::path(full).string();
+    // Another file is taken for editing first; its owner file stays ours from then on.
+    auto owner = std::make_unique<OwnerFile>();
+    if (!samePath || !m_impl->owner || !m_impl->owner->held()) {
+        std::wstring holder;
+        Status st = owner->acquire(target, holder);
+        if (st != Status::Ok)
+            return st;
+    }
+    // Saving over a file that someone else saved since we read it would lose their work.
+    if (FileStamp now = stampOf(target);
+        samePath && m_impl->stamp.size >= 0 && now.size >= 0 && now != m_impl->stamp)
+        return Status::ChangedOnDisk;
     std::map<std::string, std::string> replaced;
     if (m_impl->workbookModified)
         replaced[m_impl->workbookPart] = serialize(m_impl->workbookDoc);
@@ -1486,9 +1561,12 @@ Status Workbook::saveAs(const std::wstring& path) {
     for (const auto& s : m_sheets)
         if (s->m_data && s->m_data->modified)
             replaced[s->m_partName] = serialize(s->m_data->doc);
-    Status st = m_impl->pkg.writeTo(fs::path(full).string(), replaced);
+    Status st = m_impl->pkg.writeTo(target, replaced);
     if (st != Status::Ok)
         return st;
+    m_impl->stamp = stampOf(target);
+    if (owner->held())
+        m_impl->owner = std::move(owner);
     m_fullName = full;
     m_name = fileNameOf(full);
     m_hasFile = true;

@@ -29,6 +29,13 @@ enum class Status {
     NoPath,      // saving a new workbook that has no file yet
     WriteFailed, // the file could not be written
     NoSuchSheet,
+    DuplicatePart, // two zip entries whose names differ only in case
+    TooDeep,       // XML nested deeper than Limits::maxXmlDepth
+    TooManyNodes,  // a part holds more XML elements and attributes than Limits::maxXmlNodes
+    NotAFile,      // saving over something that is not a regular file (a FIFO, a device)
+    FileReadOnly,  // saving over a file without write permission
+    Locked,        // another editor has the workbook open (its owner file is held)
+    ChangedOnDisk, // the file was replaced by someone else since it was opened
 };
 
 // English text of a status, for messages and logs.
@@ -46,6 +53,12 @@ struct Limits {
     std::size_t maxEntries = 100000;
     std::size_t maxSharedStrings = 16u << 20;
     std::size_t maxSheets = 4096;
+    // A part's elements and attributes, counted in its text before it is parsed: each
+    // costs the parser 40 to 64 bytes, so this bounds a parse to about 2 GB. A sheet of
+    // 30 MB holds about 3 million.
+    std::size_t maxXmlNodes = std::size_t(32) << 20;
+    // Workbook parts nest a handful of levels; far deeper is an attack on recursion.
+    std::size_t maxXmlDepth = 256;
 };
 
 enum class SheetState { Visible, Hidden, VeryHidden };
@@ -207,10 +220,15 @@ public:
     // Writes to another file, which becomes the workbook's file.
     Status saveAs(const std::wstring& path);
 
+    // Who holds the owner file of the workbook at `path` ("" when nobody does).
+    static std::wstring lockHolder(const std::wstring& path);
+
 private:
     friend class Worksheet;
     Workbook();
     void markDirty() { m_dirty = true; }
+
+    Status lockFor(const std::wstring& path);
 
     std::unique_ptr<WorkbookImpl> m_impl;
     std::vector<std::unique_ptr<Worksheet>> m_sheets;

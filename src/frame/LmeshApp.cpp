@@ -1,5 +1,6 @@
 #include "frame/LmeshApp.h"
 
+#include "acdocman.h"
 #include "exchange/ExportParameters.h"
 #include "exchange/ImportParameters.h"
 #include "frame/MenuCommands.h"
@@ -51,6 +52,10 @@ AcRx::AppRetCode CLmeshApp::On_kInitAppMsg(void* pkt) {
     startupMenuPlacement();
     if (!m_pEditorReactor)
         m_pEditorReactor = new AsdkEditorReactor();
+    // Loaded with no drawing open (a batch update), there is no document to give a reactor;
+    // each drawing gets its own when it becomes current.
+    if (!acDocManagerPtr()->curDocument())
+        return result;
     CDocData& data = DocVars.docData();
     if (!data.m_pDbReactor) {
         data.m_pDbReactor = new AsdkDataBaseReactor();

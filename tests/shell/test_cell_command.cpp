@@ -1,4 +1,9 @@
 // linkmesh cell: what a link to workbook cells would read, over real .xlsx files.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <string>
 
@@ -216,6 +221,62 @@ TEST_F(ShellCellCommand, TheWorkbookCommandsRefuseWhatTheyCannotDo) {
                                 gone + ": The file cannot be found or read." +
                                 "\nCommand: XLSAVEAS " + path +
                                 "\nXLSAVEAS needs a workbook and the new file's path.\n");
+}
+
+// What a user meets at the prompt with hostile or protected workbooks: the reason, and the
+// file as it was.
+TEST_F(ShellCellCommand, WorkbookCommandsSayWhyAFileIsRefused) {
+    std::string deep = (m_dir / "Deep.xlsx").string();
+    std::string nested;
+    for (int i = 0; i < 200000; ++i)
+        nested += "<r>";
+    for (int i = 0; i < 200000; ++i)
+        nested += "</r>";
+    testkit::XlsxBuilder hostile;
+    hostile.sheet(L"Sizes").number("A1", 1).part(
+        "xl/worksheets/sheet1.xml",
+        "<worksheet xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\">"
+        "<sheetData><row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is>" +
+            nested + "</is></c></row></sheetData></worksheet>");
+    hostile.write(deep);
+    std::string locked = workbook().string();
+    fs::permissions(workbook(),
+                    fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    std::string before = readFile(workbook());
+    std::string fifo = (m_dir / "pipe.xlsx").string();
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
+    ProgramRun r = type("XLSET " + deep + " Sizes A1 5\n" + "XLSET " + locked + " Sizes A1 5\n" +
+                            "XLSAVEAS " + locked + " " + fifo + "\n",
+                        "--no-load");
+    EXPECT_EQ(r.transcript,
+              "\nCommand: XLSET " + deep + " Sizes A1 5\nCannot save " + deep +
+                  ": The file is damaged: a part of the workbook nests its XML too deep." +
+                  "\nCommand: XLSET " + locked + " Sizes A1 5\nCannot save " + locked +
+                  ": The file is read-only: its permissions do not allow writing to it." +
+                  "\nCommand: XLSAVEAS " + locked + " " + fifo + "\nCannot save " + fifo +
+                  ": The path is not a regular file; only a file can be saved over.\n");
+    EXPECT_EQ(readFile(workbook()), before);
+    EXPECT_TRUE(fs::is_fifo(fifo));
+
+    ProgramRun c = cell("'" + deep + "' Sizes A1");
+    EXPECT_EQ(c.exitCode, 2);
+    EXPECT_EQ(c.errors, "linkmesh: the sheet \"Sizes\" cannot be read: The file is damaged: a "
+                        "part of the workbook nests its XML too deep.\n");
+}
+
+TEST_F(ShellCellCommand, XlsetNamesTheEditorWhoHasTheWorkbookOpen) {
+    std::string path = workbook().string();
+    // Another editor's owner file, locked by this test's process as that editor would.
+    fs::path owner = m_dir / "~$Doors.xlsx";
+    writeFile(owner, "Kim\n");
+    int fd = ::open(owner.c_str(), O_RDWR);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::flock(fd, LOCK_EX | LOCK_NB), 0);
+    ProgramRun r = type("XLSET " + path + " Sizes A1 5\n", "--no-load");
+    ::close(fd);
+    EXPECT_EQ(r.transcript, "\nCommand: XLSET " + path + " Sizes A1 5\nCannot open " + path +
+                                ": The file is locked for editing by 'Kim'.\n");
+    EXPECT_EQ(cell(book() + " Sizes A1").transcript, "A1\t1,234.50\n");
 }
 
 } // namespace

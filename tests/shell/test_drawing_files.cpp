@@ -147,6 +147,31 @@ TEST_F(DrawingFiles, ThePluginsReactorsSeeAnOpenedDrawing) {
         << r.transcript;
 }
 
+// Relative workbook paths of an opened drawing start from its file's folder, wherever the
+// program runs.
+TEST_F(DrawingFiles, RelativeWorkbookPathsStartFromTheOpenedDrawingsFolder) {
+    writeWorkbook(m_dir / "shared" / "Sizes.xlsx", 950, L"Walnut");
+    std::string drawing = (m_dir / "plans" / "a.dxf").string();
+    fs::create_directories(m_dir / "plans");
+    ProgramRun made = run("PARAM width 800\nPARAM depth 40\n"
+                          "LINK width ..\\shared\\Sizes.xlsx*Sizes*$B$2\n"
+                          "LINK depth Sizes.xlsx*Sizes*$B$2\nSAVEAS " +
+                              drawing + "\n",
+                          "--no-load");
+    ASSERT_EQ(made.exitCode, 0) << made.errors;
+    ProgramRun r =
+        run("SETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\nPARAMS\n", "'" + drawing + "'");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_NE(r.transcript.find("Cannot find " + (m_dir / "plans" / "Sizes.xlsx").string() +
+                                ". Skip it."),
+              std::string::npos)
+        << r.transcript;
+    EXPECT_NE(r.transcript.find("\nCommand: PARAMS\nwidth = 950 = 950.0000\ndepth = 40 = "
+                                "40.0000\n"),
+              std::string::npos)
+        << r.transcript;
+}
+
 TEST_F(DrawingFiles, UpdateBringsAFolderOfDrawingsUpToDateAndADryRunTouchesNothing) {
     // Two drawings whose links name the workbook beside them, and a damaged one.
     writeWorkbook(m_dir / "plans" / "Sizes.xlsx", 800, L"Oak");

@@ -1,8 +1,11 @@
 // The user's side of Excel at the linkmesh prompt, the text style commands, and the export and
 // import dialogs driven from a script: whole transcripts of the real program.
+#include <filesystem>
 #include <string>
+#include <vector>
 
 #include "ShellRun.h"
+#include "TerminalSession.h"
 
 namespace {
 
@@ -91,6 +94,48 @@ TEST_F(ShellTest, ImportWithoutExcelAsksTheUserToOpenAWorkbook) {
                                 "cells. -> OK"),
               std::string::npos)
         << r.transcript;
+}
+
+} // namespace
+
+namespace {
+
+using namespace shelltest;
+
+TEST_F(ShellTest, AtTheTerminalTheExportDialogIsShownAgainAfterEachActionWithWhatItRefused) {
+    std::string plugin =
+        (std::filesystem::path(LINKMESH_PROGRAM).parent_path() / "Linkmesh.so").string();
+    TerminalSession terminal((m_dir / "config").string(), {"--plugin", plugin});
+    ASSERT_TRUE(terminal.started());
+    ASSERT_TRUE(terminal.waitFor("Command: ")) << terminal.raw();
+    terminal.typeLine("PARAM d1 5");
+    ASSERT_TRUE(terminal.waitFor("Command: ")) << terminal.raw();
+    terminal.typeLine("Lmesh_ExportParameters");
+    ASSERT_TRUE(terminal.waitFor("> ")) << terminal.raw();
+    terminal.typeLine("check 100 d1 off");
+    ASSERT_TRUE(terminal.waitFor("> ")) << terminal.raw();
+    terminal.typeLine("press 999");
+    ASSERT_TRUE(terminal.waitFor("> ")) << terminal.raw();
+    terminal.typeLine("cancel");
+    ASSERT_TRUE(terminal.waitFor("Command: ")) << terminal.raw();
+    terminal.typeLine("QUIT");
+    EXPECT_EQ(terminal.finish(), 0);
+
+    std::vector<std::string> lists, notices;
+    int shown = 0;
+    const std::vector<std::string> screen = terminal.screen();
+    for (size_t i = 0; i < screen.size(); ++i) {
+        if (screen[i] == "[dialog \"Export Constraint Parameters\"]")
+            ++shown;
+        if (screen[i] == "  100 list" && i + 1 < screen.size())
+            lists.push_back(screen[i + 1]);
+        if (screen[i].rfind("  (", 0) == 0)
+            notices.push_back(screen[i]);
+    }
+    EXPECT_EQ(shown, 3) << terminal.raw();
+    EXPECT_EQ(lists,
+              (std::vector<std::string>{"     [x] \"d1\"", "     [ ] \"d1\"", "     [ ] \"d1\""}));
+    EXPECT_EQ(notices, std::vector<std::string>{"  (the dialog has no control 999)"});
 }
 
 } // namespace

@@ -13,10 +13,12 @@
 #include "dbapserv.h"
 #include "dbsymtb.h"
 #include "dbtable.h"
+#include "drawing/Blocks.h"
 #include "drawing/Dxf.h"
 #include "sdk/Database.h"
 #include "sdk/WideFormat.h"
 #include "sdk/control/Documents.h"
+#include "sdk/control/Editor.h"
 #include "testkit/Transcript.h"
 
 namespace {
@@ -105,6 +107,37 @@ TEST_F(DxfRoundTrip, NewObjectsAfterAnOpenGetNewHandles) {
     ASSERT_EQ(opened->addAcDbObject(id, extra), Acad::eOk);
     extra->close();
     EXPECT_FALSE(handles.count(id.handle().value()));
+}
+
+// Rotations are written in degrees and as a direction; whatever the angle, a drawing read
+// back writes the same bytes.
+TEST_F(DxfRoundTrip, AnyRotationWritesTheSameBytesAfterAnOpen) {
+    AcDbDatabase db;
+    AcDbObjectId block, reference;
+    ASSERT_EQ(drawing::addBlockDefinition(&db, L"B", block), Acad::eOk);
+    ASSERT_EQ(drawing::insertBlock(lmhost::modelSpaceId(&db), block, AcGePoint3d(), reference),
+              Acad::eOk);
+    auto* table = new AcDbTable;
+    table->setSize(1, 1);
+    AcDbObjectId tableId;
+    {
+        AcDbObjectPointer<AcDbBlockTableRecord> space(lmhost::modelSpaceId(&db), AcDb::kForWrite);
+        ASSERT_EQ(space->appendAcDbEntity(tableId, table), Acad::eOk);
+        table->close();
+    }
+    uint64_t seed = 12345;
+    for (int i = 0; i < 300; ++i) {
+        seed = seed * 6364136223846793005ull + 1442695040888963407ull;
+        double angle = (static_cast<double>(seed >> 11) / 9007199254740992.0 - 0.5) * 40.0;
+        for (AcDbObjectId id : {reference, tableId}) {
+            AcDbObjectPointer<AcDbBlockReference> r(id, AcDb::kForWrite);
+            r->setRotation(angle);
+        }
+        std::string first = drawing::writeDxf(&db);
+        auto opened = read(first);
+        ASSERT_TRUE(opened);
+        ASSERT_EQ(drawing::writeDxf(opened.get()), first) << "angle " << angle;
+    }
 }
 
 TEST_F(DxfRoundTrip, AnEmptyDrawingRoundTrips) {

@@ -161,3 +161,103 @@ TEST(BadFiles, OddButReadableCellsDoNotFailTheSheet) {
     EXPECT_EQ(s.text(1, 3), L"2");
     EXPECT_EQ(s.text(1, 4), L"4"); // a cell without a reference follows the previous one
 }
+
+namespace {
+
+// A cell whose inline string nests `depth` elements: a few KB once deflated.
+std::string deeplyNestedSheet(int depth) {
+    std::string open, close;
+    for (int i = 0; i < depth; ++i) {
+        open += "<r>";
+        close += "</r>";
+    }
+    return sheetWith("<row r=\"1\"><c r=\"A1\" t=\"inlineStr\"><is>" + open + close +
+                     "</is></c><c r=\"B1\"><v>2</v></c></row>");
+}
+
+} // namespace
+
+// Removing a node frees its children recursively, so deep trees are refused wherever a
+// part is parsed: nothing is left for an edit to recurse into.
+TEST(BadFiles, DeepNestingIsRefusedOnEveryPath) {
+    const std::string deep = deeplyNestedSheet(200000);
+    XlsxBuilder b;
+    b.number("A1", 1).part("xl/worksheets/sheet1.xml", deep);
+    EXPECT_LT(b.bytes().size(), 8192u);
+    {
+        auto book = sheettest::openBytes(b);
+        ASSERT_TRUE(book);
+        // A row read by itself: the sheet is refused, not shown as a half-read row.
+        EXPECT_EQ(book->sheet(0).text(1, 2), L"");
+        EXPECT_EQ(book->sheet(0).load(), Status::TooDeep);
+        EXPECT_EQ(book->sheet(0).putTexts(1, 1, {{L"x"}}), Status::TooDeep);
+    }
+    {
+        auto book = sheettest::openBytes(b);
+        ASSERT_TRUE(book);
+        EXPECT_EQ(book->sheet(0).putTexts(1, 1, {{L"x"}}), Status::TooDeep);
+        EXPECT_EQ(book->sheet(0).loadAll(), Status::TooDeep);
+    }
+    // The same nesting in a part read at open.
+    std::string strings = "<sst><si><t>a</t>";
+    for (int i = 0; i < 100000; ++i)
+        strings += "<r>";
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/sharedStrings.xml", strings).bytes()),
+              Status::BadXml); // not even well-formed
+    for (int i = 0; i < 100000; ++i)
+        strings += "</r>";
+    strings += "</si></sst>";
+    EXPECT_EQ(openStatus(XlsxBuilder().part("xl/sharedStrings.xml", strings).bytes()),
+              Status::TooDeep);
+    EXPECT_EQ(spreadsheet::statusText(Status::TooDeep),
+              L"The file is damaged: a part of the workbook nests its XML too deep.");
+    // Ordinary nesting reads.
+    EXPECT_EQ(sheetStatus(deeplyNestedSheet(40)), Status::Ok);
+}
+
+// Empty elements deflate to almost nothing; their count, not the bytes, decides what the
+// parse costs, and it is known before anything is parsed.
+TEST(BadFiles, PartsWithTooManyElementsAreTooLarge) {
+    Limits limits;
+    limits.maxXmlNodes = 10000;
+    std::string empties;
+    for (int i = 0; i < 20000; ++i)
+        empties += "<x/>";
+    EXPECT_EQ(
+        sheetStatus(sheetWith("<row r=\"1\"><c r=\"A1\"><v>1</v></c></row>" + empties), limits),
+        Status::TooManyNodes);
+    // Attributes count as well.
+    std::string attributes = "<row r=\"1\"><c r=\"A1\"";
+    for (int i = 0; i < 20000; ++i)
+        attributes += " a" + std::to_string(i) + "=\"\"";
+    EXPECT_EQ(sheetStatus(sheetWith(attributes + "><v>1</v></c></row>"), limits),
+              Status::TooManyNodes);
+    EXPECT_EQ(
+        openStatus(
+            XlsxBuilder().part("xl/styles.xml", "<styleSheet>" + empties + "</styleSheet>").bytes(),
+            limits),
+        Status::TooManyNodes);
+    // A row read by itself is held to the same count.
+    XlsxBuilder b;
+    b.number("A1", 1).part("xl/worksheets/sheet1.xml",
+                           sheetWith("<row r=\"1\"><c r=\"A1\"><v>1</v>" + empties + "</c></row>"));
+    auto book = sheettest::openBytes(b, nullptr, limits);
+    ASSERT_TRUE(book);
+    EXPECT_EQ(book->sheet(0).text(1, 1), L"");
+    EXPECT_EQ(book->sheet(0).load(), Status::TooManyNodes);
+    EXPECT_NE(spreadsheet::statusText(Status::TooManyNodes).find(L"too large"), std::wstring::npos);
+    // A sheet of ordinary size stays well inside the default count.
+    XlsxBuilder ordinary;
+    for (int r = 1; r <= 2000; ++r)
+        ordinary.number("A" + std::to_string(r), r).number("B" + std::to_string(r), r * 2);
+    auto fine = sheettest::openBytes(ordinary);
+    ASSERT_TRUE(fine);
+    EXPECT_EQ(fine->sheet(0).loadAll(), Status::Ok);
+}
+
+TEST(BadFiles, PartNamesThatDifferOnlyInCaseAreDamage) {
+    auto parts = XlsxBuilder().number("A1", 1).parts();
+    parts.emplace_back("XL/Worksheets/Sheet1.xml", sheetWith("<row r=\"1\"><c r=\"A1\"><v>2</v>"
+                                                             "</c></row>"));
+    EXPECT_EQ(openStatus(XlsxBuilder::zip(parts)), Status::DuplicatePart);
+}

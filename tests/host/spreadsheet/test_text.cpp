@@ -214,6 +214,12 @@ TEST(DateFormats, The1904SystemStartsFourYearsLater) {
 TEST(DateFormats, ImpossibleDatesShowHashes) {
     EXPECT_EQ(shown(-1, L"m/d/yyyy", 10), L"#########");
     EXPECT_EQ(shown(2958466, L"m/d/yyyy", 10), L"#########");
+    // 12/31/9999 is serial 2957003 in the 1904 system; the days after it do not exist.
+    EXPECT_EQ(shown(2957003, L"m/d/yyyy", kWide, true), L"12/31/9999");
+    EXPECT_EQ(shown(2957004, L"m/d/yyyy", 10, true), L"#########");
+    EXPECT_EQ(shown(2958465, L"yyyy", 10, true), L"#########");
+    // The last second of 9999 rounds over into a year that cannot be shown.
+    EXPECT_EQ(shown(2958465.999999, L"m/d/yyyy h:mm", 10), L"#########");
 }
 
 TEST(NarrowColumns, NumbersTooWideBecomeHashes) {

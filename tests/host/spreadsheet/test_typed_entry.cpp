@@ -262,6 +262,7 @@ TEST(TypedFormats, TheSameFormRepeatedAddsNoNewCellFormats) {
     ASSERT_EQ(book->saveAs(dir.wfile("a.xlsx")), Status::Ok);
     std::string first = styles(dir.file("a.xlsx"));
     EXPECT_NE(first.find("count=\"3\""), std::string::npos) << first;
+    book.reset(); // closed, so that its file can be opened for editing again
 
     Status st;
     auto again = Workbook::open(dir.wfile("a.xlsx"), false, st);
