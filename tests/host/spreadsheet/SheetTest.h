@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <unistd.h>
 #include <memory>
 #include <string>
 
@@ -28,7 +29,8 @@ public:
     TempDir() {
         auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
         m_path = std::filesystem::temp_directory_path() /
-                 (std::string("lm_sheet_") + info->test_suite_name() + "_" + info->name());
+                 ("lm_sheet_" + std::to_string(::getpid()) + "_" + info->test_suite_name() + "_" +
+                  info->name());
         std::filesystem::remove_all(m_path);
         std::filesystem::create_directories(m_path);
     }
