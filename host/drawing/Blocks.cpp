@@ -112,9 +112,14 @@ Acad::ErrorStatus AcDbDatabase::setUcs(const AcGePoint3d& origin, const AcGeVect
     if (xAxis.isZeroLength() || yAxis.isZeroLength() ||
         std::fabs(xAxis.normal().dotProduct(yAxis.normal())) > 1e-9)
         return Acad::eInvalidInput;
+    // An axis of unit length is kept as given: normalising it again can move its last bit, and
+    // a drawing read back from its file must hold the axes it was saved with.
+    auto unit = [](const AcGeVector3d& v) {
+        return std::fabs(v.length() - 1.0) <= 1e-12 ? v : v.normal();
+    };
     m_impl->ucsOrigin = origin;
-    m_impl->ucsXAxis = xAxis.normal();
-    m_impl->ucsYAxis = yAxis.normal();
+    m_impl->ucsXAxis = unit(xAxis);
+    m_impl->ucsYAxis = unit(yAxis);
     return Acad::eOk;
 }
 

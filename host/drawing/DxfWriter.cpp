@@ -198,8 +198,12 @@ private:
             AcRxClass* cls = s->object->isA();
             tables += cls == AcDbTable::desc();
             styles += cls == AcDbTableStyle::desc();
-            networks += cls == AcDbAssocNetwork::desc();
-            parameters += cls == AcDbAssocVariable::desc();
+            if (cls == AcDbAssocNetwork::desc()) {
+                ++networks;
+                for (const AcDbObjectId& id :
+                     listedActions(static_cast<AcDbAssocNetwork*>(s->object)))
+                    parameters += peek<AcDbAssocVariable>(id) != nullptr;
+            }
         }
         int blockProperties = 0, values = 0;
         forEachRecord([&](AcDbBlockTableRecord* record) {
@@ -653,6 +657,18 @@ private:
         writeXData(w, style);
     }
 
+    // The parameters and nested networks a network's entry lists. Parameters are written
+    // only there, so the class section counts them from the same list.
+    static std::vector<AcDbObjectId> listedActions(AcDbAssocNetwork* network) {
+        Reading r(network);
+        std::vector<AcDbObjectId> actions;
+        const AcDbObjectIdArray& all = network->getActions();
+        for (int i = 0; i < all.length(); ++i)
+            if (peek<AcDbAssocVariable>(all[i]) || peek<AcDbAssocNetwork>(all[i]))
+                actions.push_back(all[i]);
+        return actions;
+    }
+
     void writeNetwork(Writer& w, AcDbAssocNetwork* network,
                       const std::pair<AcDbStub*, std::wstring>& belongs, std::uint64_t dictionary) {
         Reading r(network);
@@ -662,11 +678,7 @@ private:
         w.text(100, kNetworkClassName);
         w.handle(331, belongs.first ? belongs.first->handle.value() : 0);
         w.text(1, belongs.second);
-        std::vector<AcDbObjectId> actions;
-        const AcDbObjectIdArray& all = network->getActions();
-        for (int i = 0; i < all.length(); ++i)
-            if (peek<AcDbAssocVariable>(all[i]) || peek<AcDbAssocNetwork>(all[i]))
-                actions.push_back(all[i]);
+        std::vector<AcDbObjectId> actions = listedActions(network);
         w.integer(90, static_cast<std::int64_t>(actions.size()));
         for (const AcDbObjectId& id : actions)
             w.handle(360, handleOf(id));
