@@ -48,10 +48,6 @@ std::wstring trim(const std::wstring& text) {
     return text.substr(a, b - a);
 }
 
-bool iequals(const std::wstring& a, const std::wstring& b) {
-    return _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 // "x,y" or "x,y,z" with numbers.
 bool parsePoint(const std::wstring& text, AcGePoint3d& point) {
     double v[3] = {0, 0, 0};
@@ -155,7 +151,7 @@ std::wstring answerName(int answer) {
 
 int answerFromName(const std::wstring& name) {
     for (int id = IDOK; id <= IDNO; ++id)
-        if (iequals(answerName(id), name))
+        if (lmhost::equalNoCase(answerName(id), name))
             return id;
     return 0;
 }
@@ -360,7 +356,7 @@ bool Session::isCommandName(const std::wstring& word) const {
                   stack->lookupGlobalCmd(word.c_str())))
         return true;
     for (const auto& c : lmhost::hostCommands())
-        if (iequals(c.name, name))
+        if (lmhost::equalNoCase(c.name, name))
             return true;
     return false;
 }
@@ -371,12 +367,12 @@ Session::LineKind Session::classify(const std::wstring& line) const {
         return LineKind::BoxAnswer;
     if (line[0] == L'>')
         return LineKind::DialogAction;
-    if (iequals(line, L"*Cancel*"))
+    if (lmhost::equalNoCase(line, L"*Cancel*"))
         return LineKind::Cancel;
     if (parsePoint(line, point))
         return LineKind::Point;
     std::vector<std::wstring> words = lmhost::splitCommandLine(line);
-    if (!words.empty() && iequals(words[0], L"pick"))
+    if (!words.empty() && lmhost::equalNoCase(words[0], L"pick"))
         return LineKind::Pick;
     if (!words.empty() && isCommandName(words[0]))
         return LineKind::Command;
@@ -409,7 +405,7 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
             return false;
         }
         AcDbObjectId id;
-        if (!iequals(words[1], L"none")) {
+        if (!lmhost::equalNoCase(words[1], L"none")) {
             AcDbDatabase* db = acdbHostApplicationServices()->workingDatabase();
             AcDbHandle handle(words[1].c_str());
             if (handle.isNull() || db->getAcDbObjectId(id, false, handle) != Acad::eOk) {
