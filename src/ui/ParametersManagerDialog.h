@@ -30,6 +30,7 @@ protected:
     void pickTableCell();
     void addSelectedLink();
     void removeSelectedLink();
+    void pickDynamicBlock();
     void exportLinks();
     void importLinks();
     void removeAllLinks();
