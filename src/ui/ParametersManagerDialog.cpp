@@ -7,6 +7,7 @@
 #include "links/LinkOperations.h"
 #include "links/UpdateCommand.h"
 #include "rxmfcapi.h"
+#include "ui/PickExcelCellDialog.h"
 
 namespace {
 
@@ -18,10 +19,11 @@ const wchar_t* const kLinkFileFilter = L"CSV (Comma delimited) (*.csv)|*.csv||";
 
 CParametersManagerDialog::CParametersManagerDialog(CWnd* parent) : CAcUiDialog(IDD, parent) {}
 
-// The three picks join the map as they are built.
+// The drawing picks join the map as they are built.
 BEGIN_MESSAGE_MAP(CParametersManagerDialog, CAcUiDialog)
 ON_BN_CLICKED(IDC_ADD_LINK, addSelectedLink)
 ON_BN_CLICKED(IDC_REMOVE_LINK, removeSelectedLink)
+ON_BN_CLICKED(IDC_PICK_EXCEL_CELL, pickExcelCell)
 ON_BN_CLICKED(IDC_EXPORT_LINKS, exportLinks)
 ON_BN_CLICKED(IDC_IMPORT_LINKS, importLinks)
 ON_BN_CLICKED(IDC_REMOVE_ALL_LINKS, removeAllLinks)
@@ -141,6 +143,16 @@ void CParametersManagerDialog::removeAllLinks() {
         removeLink(linksList.GetItemText(row, 0), linksList.GetItemText(row, 1));
         linksList.DeleteItem(row);
     }
+}
+
+void CParametersManagerDialog::pickExcelCell() {
+    // A new dialog for each press, so that no field remembers the last pick.
+    CPickExcelCellDialog dialog(this);
+    if (dialog.DoModal() != IDOK)
+        return;
+    cellExpression =
+        ComposeCellExpression(dialog.workbook, dialog.worksheet, dialog.cell, dialog.pathType);
+    UpdateData(FALSE);
 }
 
 void CParametersManagerDialog::exportLinks() {

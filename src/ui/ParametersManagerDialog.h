@@ -29,6 +29,7 @@ protected:
     BOOL OnInitDialog() override;
     void addSelectedLink();
     void removeSelectedLink();
+    void pickExcelCell();
     void exportLinks();
     void importLinks();
     void removeAllLinks();
