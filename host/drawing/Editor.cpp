@@ -5,6 +5,7 @@
 #include <cwctype>
 #include <deque>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "aced.h"
@@ -224,6 +225,110 @@ void toPoint(const AcGePoint3d& p, ads_point out) {
     out[0] = p.x;
     out[1] = p.y;
     out[2] = p.z;
+}
+
+// Running object snaps. The host has no screen: it draws 50 pixels to a drawing unit, so
+// APERTURE (pixels) reaches APERTURE / 50 units from the line of sight through a click.
+constexpr int kSnapEndpoint = 1, kSnapMidpoint = 2, kSnapInsertion = 64, kSnapsOff = 16384;
+constexpr double kPixelsPerUnit = 50.0;
+
+int systemInteger(const wchar_t* name, int fallback) {
+    resbuf value{};
+    if (acedGetVar(name, &value) != RTNORM)
+        return fallback;
+    if (value.restype == RTSHORT)
+        return value.resval.rint;
+    if (value.restype == RTLONG)
+        return static_cast<int>(value.resval.rlong);
+    return fallback;
+}
+
+// The direction the current viewport looks along; the Z axis without one.
+AcGeVector3d currentViewDirection() {
+    AcDbViewport* viewport = nullptr;
+    AcGeVector3d direction = AcGeVector3d::kZAxis;
+    if (acdbOpenObject(viewport, acedGetCurViewportObjectId(), AcDb::kForRead) == Acad::eOk) {
+        direction = viewport->viewDirection();
+        viewport->close();
+    }
+    return direction.isZeroLength() ? AcGeVector3d::kZAxis : direction.normal();
+}
+
+// The snap points an entity offers under the modes.
+void snapPointsOf(const AcDbEntity* entity, int modes, std::vector<AcGePoint3d>& points) {
+    if (auto* line = AcDbLine::cast(entity)) {
+        AcGePoint3d a = line->startPoint(), b = line->endPoint();
+        if (modes & kSnapEndpoint)
+            points.insert(points.end(), {a, b});
+        if (modes & kSnapMidpoint)
+            points.push_back(a + (b - a) * 0.5);
+    } else if (auto* table = AcDbTable::cast(entity)) {
+        AcGePoint3d origin = table->position();
+        if (modes & kSnapInsertion)
+            points.push_back(origin);
+        if (modes & kSnapEndpoint) {
+            // The ends of the grid lines: every corner of every cell.
+            double angle = table->rotation();
+            AcGeVector3d across(std::cos(angle), std::sin(angle), 0);
+            AcGeVector3d down(std::sin(angle), -std::cos(angle), 0);
+            double y = 0;
+            for (int r = 0; r <= table->numRows(); ++r) {
+                double x = 0;
+                for (int c = 0; c <= table->numColumns(); ++c) {
+                    points.push_back(origin + across * x + down * y);
+                    if (c < table->numColumns())
+                        x += table->columnWidth(c);
+                }
+                if (r < table->numRows())
+                    y += table->rowHeight(r);
+            }
+        }
+    } else if (auto* reference = AcDbBlockReference::cast(entity)) {
+        if (modes & kSnapInsertion)
+            points.push_back(reference->position());
+    }
+}
+
+// Where running object snaps take a click (a point of the UCS): the nearest snap point of
+// an entity of the current space within the aperture, or the click itself.
+AcGePoint3d snapClick(const AcGePoint3d& click) {
+    int modes = systemInteger(L"OSMODE", 0);
+    if ((modes & kSnapsOff) || !(modes & (kSnapEndpoint | kSnapMidpoint | kSnapInsertion)))
+        return click;
+    AcDbDatabase* db = working();
+    AcGeMatrix3d toWorld;
+    if (!db || !acdbUcsMatrix(toWorld, db))
+        return click;
+    AcGePoint3d world = AcGePoint3d(click).transformBy(toWorld);
+    AcGeVector3d sight = currentViewDirection();
+    double reach = systemInteger(L"APERTURE", 10) / kPixelsPerUnit;
+    std::optional<AcGePoint3d> best;
+    double bestDistance = reach;
+    AcDbBlockTableRecord* space = nullptr;
+    if (acdbOpenObject(space, db->currentSpaceId(), AcDb::kForRead) != Acad::eOk)
+        return click;
+    std::vector<AcDbObjectId> entities = space->data()->entities;
+    space->close();
+    for (const AcDbObjectId& id : entities) {
+        AcDbEntity* entity = nullptr;
+        if (id.isErased() || acdbOpenObject(entity, id, AcDb::kForRead) != Acad::eOk)
+            continue;
+        std::vector<AcGePoint3d> points;
+        snapPointsOf(entity, modes, points);
+        entity->close();
+        for (const AcGePoint3d& p : points) {
+            AcGeVector3d offset = p - world;
+            double distance = (offset - sight * offset.dotProduct(sight)).length();
+            if (distance <= bestDistance && (!best || distance < bestDistance)) {
+                best = p;
+                bestDistance = distance;
+            }
+        }
+    }
+    if (!best)
+        return click;
+    toWorld.invert();
+    return best->transformBy(toWorld);
 }
 
 } // namespace
@@ -502,7 +607,7 @@ int acedGetPoint(const ads_point, const ACHAR* prompt, ads_point result) {
     state().keywords.clear();
     if (!result)
         return RTERROR;
-    toPoint(item.point, result);
+    toPoint(snapClick(item.point), result);
     return RTNORM;
 }
 

@@ -27,6 +27,7 @@ public:
 protected:
     void DoDataExchange(CDataExchange* pDX) override;
     BOOL OnInitDialog() override;
+    void pickTableCell();
     void addSelectedLink();
     void removeSelectedLink();
     void pickExcelCell();
