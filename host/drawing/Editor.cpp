@@ -10,6 +10,7 @@
 
 #include "aced.h"
 #include "acedads.h"
+#include "acutads.h"
 #include "dbsymtb.h"
 #include "dbtable.h"
 #include "dbapserv.h"
@@ -29,6 +30,13 @@ namespace {
 // second half is a database) is never taken for a set.
 constexpr int64_t kSelectionSetMark = 0x55454c53; // "SLEU"
 
+// A member of a selection set that the user picked: where, and the block references that
+// hold it, innermost first (for a nested selection).
+struct Pick {
+    AcGePoint3d point;
+    std::vector<AcDbObjectId> containers;
+};
+
 struct EditorState {
     std::deque<lmhost::InputItem> input;
     lmhost::InputSource source;
@@ -37,6 +45,8 @@ struct EditorState {
     std::wstring keywords; // of the last acedInitGet, for the next input call only
     std::wstring lastKeyword;
     std::map<int64_t, std::vector<AcDbObjectId>> selectionSets;
+    // How the members of a set were picked, by set and member (sets made by a pick only).
+    std::map<std::pair<int64_t, AcDbObjectId>, Pick> picks;
     int64_t nextSelectionSet = 1;
     int selectionSetFreeCalls = 0;
     std::vector<AcEditorReactor*> reactors;
@@ -339,16 +349,25 @@ AcGePoint3d snapClick(const AcGePoint3d& click) {
 namespace lmhost {
 
 void queuePoint(const AcGePoint3d& point) {
-    state().input.push_back({InputItem::Point, point, {}, {}});
+    state().input.push_back({InputItem::Point, point, {}, {}, {}});
 }
 void queueEntity(AcDbObjectId entity, const AcGePoint3d& pickedPoint) {
-    state().input.push_back({InputItem::Entity, pickedPoint, entity, {}});
+    state().input.push_back({InputItem::Entity, pickedPoint, entity, {}, {}});
+}
+void queueNestedEntity(const std::vector<AcDbObjectId>& path, const AcGePoint3d& pickedPoint) {
+    if (path.empty())
+        return queueEntity(AcDbObjectId::kNull, pickedPoint);
+    state().input.push_back({InputItem::Entity,
+                             pickedPoint,
+                             path.front(),
+                             {},
+                             std::vector<AcDbObjectId>(path.begin() + 1, path.end())});
 }
 void queueKeyword(const std::wstring& keyword) {
-    state().input.push_back({InputItem::Keyword, {}, {}, keyword});
+    state().input.push_back({InputItem::Keyword, {}, {}, keyword, {}});
 }
 void queueCancel() {
-    state().input.push_back({InputItem::Cancel, {}, {}, {}});
+    state().input.push_back({InputItem::Cancel, {}, {}, {}, {}});
 }
 size_t pendingInput() {
     return state().input.size();
@@ -466,10 +485,87 @@ int acdbHandEnt(const ACHAR* handle, ads_name entres) {
 // ---------------------------------------------------------------------------------------
 // Selection sets
 
-int acedSSGet(const ACHAR* str, const void*, const void*, const resbuf* filter, ads_name ss) {
+namespace {
+
+// The options of an interactive selection: ":S" single, ":n" nested, ":$" prompts supplied
+// (pt1 is then an array of two prompts, to add and to remove), names with or without "_".
+struct SelectionOptions {
+    bool single = false, nested = false, prompts = false;
+};
+
+bool parseSelectionOptions(const ACHAR* str, SelectionOptions& options) {
+    std::wstring text = str ? str : L"";
+    if (!text.empty() && text[0] == L'_')
+        text.erase(0, 1);
+    if (text.empty())
+        return true;
+    if (text[0] != L':')
+        return false;
+    std::wistringstream in(text.substr(1));
+    std::wstring option;
+    while (std::getline(in, option, L':')) {
+        if (option == L"S" || option == L"s")
+            options.single = true;
+        else if (option == L"n" || option == L"N")
+            options.nested = true;
+        else if (option == L"$")
+            options.prompts = true;
+        else
+            return false;
+    }
+    return true;
+}
+
+// Whether an entity passes a selection filter of the user's pick.
+bool pickPasses(AcDbObjectId id, const resbuf* filter) {
+    return !filter || passesFilter(id, filter);
+}
+
+// One pick of the user for a single selection. A pick beside every entity, or of something
+// the filter refuses, selects nothing: RTERROR.
+int pickSelection(const SelectionOptions& options, const void* pt1, const resbuf* filter,
+                  ads_name ss) {
+    const ACHAR* prompt = L"\nSelect objects: ";
+    if (options.prompts && pt1)
+        prompt = static_cast<const ACHAR* const*>(pt1)[0];
+    state().keywords.clear();
+    lmhost::InputItem item;
+    if (!nextInput(prompt, item) || item.kind == lmhost::InputItem::Cancel)
+        return RTCAN;
+    if (item.kind != lmhost::InputItem::Entity || item.entity.isNull() || item.entity.isErased())
+        return RTERROR;
+    Pick pick{item.point, {}};
+    AcDbObjectId member = item.entity;
+    if (options.nested && !item.inside.empty()) {
+        // The innermost entity is the member; the references that hold it follow it outward.
+        member = item.inside.back();
+        pick.containers.assign(item.inside.rbegin() + 1, item.inside.rend());
+        pick.containers.push_back(item.entity);
+        for (const AcDbObjectId& id : item.inside)
+            if (id.isNull() || id.isErased())
+                return RTERROR;
+    }
+    if (!pickPasses(member, filter))
+        return RTERROR;
+    int64_t key = newSelectionSet({member});
+    state().picks[{key, member}] = std::move(pick);
+    nameSelectionSet(key, ss);
+    return RTNORM;
+}
+
+} // namespace
+
+int acedSSGet(const ACHAR* str, const void* pt1, const void*, const resbuf* filter, ads_name ss) {
     if (!ss)
         return RTERROR;
-    if (!str || (_wcsicmp(str, L"X") != 0 && _wcsicmp(str, L"_X") != 0))
+    SelectionOptions options;
+    if (str && _wcsicmp(str, L"X") != 0 && _wcsicmp(str, L"_X") != 0) {
+        // Only single selections are asked of the user here.
+        if (!parseSelectionOptions(str, options) || !options.single)
+            return RTERROR;
+        return pickSelection(options, pt1, filter, ss);
+    }
+    if (!str)
         return RTERROR;
     std::vector<AcDbObjectId> members;
     for (const AcDbObjectId& id : allEntities(working()))
@@ -486,6 +582,45 @@ int acedSSFree(const ads_name sname) {
     if (!selectionSet(sname))
         return RTERROR;
     state().selectionSets.erase(sname[0]);
+    std::erase_if(state().picks, [&](const auto& p) { return p.first.first == sname[0]; });
+    return RTNORM;
+}
+
+int acedSSNameX(resbuf** rbpp, const ads_name ss, const int i, unsigned int) {
+    auto* set = selectionSet(ss);
+    if (!rbpp || !set || i < 0 || static_cast<size_t>(i) >= set->size())
+        return RTERROR;
+    *rbpp = nullptr;
+    AcDbObjectId member = (*set)[i];
+    auto pick = state().picks.find({ss[0], member});
+    ads_name name;
+    if (acdbGetAdsName(name, member) != Acad::eOk)
+        return RTERROR;
+    if (pick == state().picks.end()) {
+        // Selected without a pick (mode "X"): method 0 and the entity.
+        *rbpp = acutBuildList(RTSHORT, 0, RTENAME, name, RTNONE);
+        return *rbpp ? RTNORM : RTERROR;
+    }
+    // A pick (method 1): the entity, its marker, the picked point, then the references that
+    // hold it, innermost first.
+    ads_point point;
+    toPoint(pick->second.point, point);
+    resbuf* head = acutBuildList(RTSHORT, 1, RTENAME, name, RTSHORT, 0, RTLB, RTSHORT, 0, RT3DPOINT,
+                                 point, RTLE, RTNONE);
+    if (!head)
+        return RTERROR;
+    resbuf* tail = head;
+    while (tail->rbnext)
+        tail = tail->rbnext;
+    for (const AcDbObjectId& container : pick->second.containers) {
+        ads_name containerName;
+        if (acdbGetAdsName(containerName, container) != Acad::eOk)
+            continue;
+        tail->rbnext = acutBuildList(RTENAME, containerName, RTNONE);
+        if (tail->rbnext)
+            tail = tail->rbnext;
+    }
+    *rbpp = head;
     return RTNORM;
 }
 
