@@ -20,6 +20,7 @@
 #include "sdk/control/Documents.h"
 #include "sdk/control/Editor.h"
 #include "sdk/control/HostControl.h"
+#include "spreadsheet/CellRef.h"
 
 namespace shell {
 
@@ -54,7 +55,7 @@ std::vector<AcDbObjectId> parametersOf(AcDbDatabase* db) {
 AcDbObjectId findParameter(AcDbDatabase* db, const std::wstring& name) {
     for (AcDbObjectId id : parametersOf(db)) {
         AcDbObjectPointer<AcDbAssocVariable> variable(id, AcDb::kForRead);
-        if (variable.openStatus() == Acad::eOk && sameText(variable->name().str(), name))
+        if (variable.openStatus() == Acad::eOk && lmhost::equalNoCase(variable->name().str(), name))
             return id;
     }
     return AcDbObjectId::kNull;
@@ -245,7 +246,7 @@ std::wstring dependentOf(AcDbDatabase* db, AcDbObjectId id, const std::wstring& 
         if (!parsed)
             continue;
         for (const std::wstring& reference : parsed->references())
-            if (sameText(reference, name))
+            if (lmhost::equalNoCase(reference, name))
                 return variable->name().str();
     }
     return L"";
@@ -355,21 +356,23 @@ CommandResult editCell(const Args& args) {
     } else if (!(db = currentDatabase())) {
         return CommandResult::Failed;
     }
-    int row = 0, column = 0;
-    if (!parseCellAddress(args[1], row, column))
+    spreadsheet::CellRef cell;
+    if (!spreadsheet::parseCellRef(args[1], cell))
         return refuse(L"\"" + args[1] + L"\" is no cell address (B2 or $B$2).");
+    int row = cell.row, column = cell.col;
     AcDbObjectPointer<AcDbTable> table;
     if (!openTable(db, args[0], AcDb::kForWrite, table))
         return CommandResult::Failed;
     if (row > table->numRows() || column > table->numColumns())
         return refuse(lmhost::formatWide(L"The table %ls has no cell %ls (%d rows, %d columns).",
-                                         args[0].c_str(), cellName(row, column).c_str(),
+                                         args[0].c_str(),
+                                         spreadsheet::cellAddress(row, column, false).c_str(),
                                          table->numRows(), table->numColumns()));
     if (Acad::ErrorStatus es = table->setTextString(row - 1, column - 1, args[2].c_str()))
         return refuse(std::wstring(L"The cell refused the text: ") + acadErrorStatusText(es) +
                       L".");
-    say(L"Cell " + cellName(row, column) + L" of table " + handleText(table->objectId()) + L": \"" +
-        args[2] + L"\"");
+    say(L"Cell " + spreadsheet::cellAddress(row, column, false) + L" of table " +
+        handleText(table->objectId()) + L": \"" + args[2] + L"\"");
     return CommandResult::Ended;
 }
 
@@ -391,7 +394,8 @@ CommandResult listTable(const Args& args) {
             AcString text = table->textString(r, c);
             if (text.isEmpty())
                 continue;
-            say(L"  " + cellName(r + 1, c + 1) + L" \"" + visible(text.str()) + L"\"");
+            say(L"  " + spreadsheet::cellAddress(r + 1, c + 1, false) + L" \"" +
+                visible(text.str()) + L"\"");
             if (++shown == 10000) {
                 say(L"  (and more)");
                 return CommandResult::Ended;
@@ -556,7 +560,7 @@ CommandResult setUcs(const Args& args) {
     if (!db)
         return CommandResult::Failed;
     AcGePoint3d origin;
-    if (!sameText(args[0], L"World")) {
+    if (!lmhost::equalNoCase(args[0], L"World")) {
         auto at = parsePoint(args[0]);
         if (!at)
             return refuse(L"\"" + args[0] + L"\" is no point (x,y or x,y,z).");
@@ -609,7 +613,7 @@ CommandResult switchToLayout(const Args& args) {
         return CommandResult::Failed;
     std::vector<AcDbObjectId> layouts = layoutsOf(db);
     size_t index = 0;
-    if (!args.empty() && sameText(args[0], L"NEW")) {
+    if (!args.empty() && lmhost::equalNoCase(args[0], L"NEW")) {
         AcDbObjectId made;
         if (Acad::ErrorStatus es = drawing::addLayout(db, made))
             return refuse(std::wstring(L"No layout was added: ") + acadErrorStatusText(es) + L".");
