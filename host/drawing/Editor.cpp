@@ -5,10 +5,12 @@
 #include <cwctype>
 #include <deque>
 #include <map>
+#include <optional>
 #include <sstream>
 
 #include "aced.h"
 #include "acedads.h"
+#include "acutads.h"
 #include "dbsymtb.h"
 #include "dbtable.h"
 #include "dbapserv.h"
@@ -28,6 +30,13 @@ namespace {
 // second half is a database) is never taken for a set.
 constexpr int64_t kSelectionSetMark = 0x55454c53; // "SLEU"
 
+// A member of a selection set that the user picked: where, and the block references that
+// hold it, innermost first (for a nested selection).
+struct Pick {
+    AcGePoint3d point;
+    std::vector<AcDbObjectId> containers;
+};
+
 struct EditorState {
     std::deque<lmhost::InputItem> input;
     lmhost::InputSource source;
@@ -36,6 +45,8 @@ struct EditorState {
     std::wstring keywords; // of the last acedInitGet, for the next input call only
     std::wstring lastKeyword;
     std::map<int64_t, std::vector<AcDbObjectId>> selectionSets;
+    // How the members of a set were picked, by set and member (sets made by a pick only).
+    std::map<std::pair<int64_t, AcDbObjectId>, Pick> picks;
     int64_t nextSelectionSet = 1;
     int selectionSetFreeCalls = 0;
     std::vector<AcEditorReactor*> reactors;
@@ -226,6 +237,110 @@ void toPoint(const AcGePoint3d& p, ads_point out) {
     out[2] = p.z;
 }
 
+// Running object snaps. The host has no screen: it draws 50 pixels to a drawing unit, so
+// APERTURE (pixels) reaches APERTURE / 50 units from the line of sight through a click.
+constexpr int kSnapEndpoint = 1, kSnapMidpoint = 2, kSnapInsertion = 64, kSnapsOff = 16384;
+constexpr double kPixelsPerUnit = 50.0;
+
+int systemInteger(const wchar_t* name, int fallback) {
+    resbuf value{};
+    if (acedGetVar(name, &value) != RTNORM)
+        return fallback;
+    if (value.restype == RTSHORT)
+        return value.resval.rint;
+    if (value.restype == RTLONG)
+        return static_cast<int>(value.resval.rlong);
+    return fallback;
+}
+
+// The direction the current viewport looks along; the Z axis without one.
+AcGeVector3d currentViewDirection() {
+    AcDbViewport* viewport = nullptr;
+    AcGeVector3d direction = AcGeVector3d::kZAxis;
+    if (acdbOpenObject(viewport, acedGetCurViewportObjectId(), AcDb::kForRead) == Acad::eOk) {
+        direction = viewport->viewDirection();
+        viewport->close();
+    }
+    return direction.isZeroLength() ? AcGeVector3d::kZAxis : direction.normal();
+}
+
+// The snap points an entity offers under the modes.
+void snapPointsOf(const AcDbEntity* entity, int modes, std::vector<AcGePoint3d>& points) {
+    if (auto* line = AcDbLine::cast(entity)) {
+        AcGePoint3d a = line->startPoint(), b = line->endPoint();
+        if (modes & kSnapEndpoint)
+            points.insert(points.end(), {a, b});
+        if (modes & kSnapMidpoint)
+            points.push_back(a + (b - a) * 0.5);
+    } else if (auto* table = AcDbTable::cast(entity)) {
+        AcGePoint3d origin = table->position();
+        if (modes & kSnapInsertion)
+            points.push_back(origin);
+        if (modes & kSnapEndpoint) {
+            // The ends of the grid lines: every corner of every cell.
+            double angle = table->rotation();
+            AcGeVector3d across(std::cos(angle), std::sin(angle), 0);
+            AcGeVector3d down(std::sin(angle), -std::cos(angle), 0);
+            double y = 0;
+            for (int r = 0; r <= table->numRows(); ++r) {
+                double x = 0;
+                for (int c = 0; c <= table->numColumns(); ++c) {
+                    points.push_back(origin + across * x + down * y);
+                    if (c < table->numColumns())
+                        x += table->columnWidth(c);
+                }
+                if (r < table->numRows())
+                    y += table->rowHeight(r);
+            }
+        }
+    } else if (auto* reference = AcDbBlockReference::cast(entity)) {
+        if (modes & kSnapInsertion)
+            points.push_back(reference->position());
+    }
+}
+
+// Where running object snaps take a click (a point of the UCS): the nearest snap point of
+// an entity of the current space within the aperture, or the click itself.
+AcGePoint3d snapClick(const AcGePoint3d& click) {
+    int modes = systemInteger(L"OSMODE", 0);
+    if ((modes & kSnapsOff) || !(modes & (kSnapEndpoint | kSnapMidpoint | kSnapInsertion)))
+        return click;
+    AcDbDatabase* db = working();
+    AcGeMatrix3d toWorld;
+    if (!db || !acdbUcsMatrix(toWorld, db))
+        return click;
+    AcGePoint3d world = AcGePoint3d(click).transformBy(toWorld);
+    AcGeVector3d sight = currentViewDirection();
+    double reach = systemInteger(L"APERTURE", 10) / kPixelsPerUnit;
+    std::optional<AcGePoint3d> best;
+    double bestDistance = reach;
+    AcDbBlockTableRecord* space = nullptr;
+    if (acdbOpenObject(space, db->currentSpaceId(), AcDb::kForRead) != Acad::eOk)
+        return click;
+    std::vector<AcDbObjectId> entities = space->data()->entities;
+    space->close();
+    for (const AcDbObjectId& id : entities) {
+        AcDbEntity* entity = nullptr;
+        if (id.isErased() || acdbOpenObject(entity, id, AcDb::kForRead) != Acad::eOk)
+            continue;
+        std::vector<AcGePoint3d> points;
+        snapPointsOf(entity, modes, points);
+        entity->close();
+        for (const AcGePoint3d& p : points) {
+            AcGeVector3d offset = p - world;
+            double distance = (offset - sight * offset.dotProduct(sight)).length();
+            if (distance <= bestDistance && (!best || distance < bestDistance)) {
+                best = p;
+                bestDistance = distance;
+            }
+        }
+    }
+    if (!best)
+        return click;
+    toWorld.invert();
+    return best->transformBy(toWorld);
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------------------
@@ -234,16 +349,25 @@ void toPoint(const AcGePoint3d& p, ads_point out) {
 namespace lmhost {
 
 void queuePoint(const AcGePoint3d& point) {
-    state().input.push_back({InputItem::Point, point, {}, {}});
+    state().input.push_back({InputItem::Point, point, {}, {}, {}});
 }
 void queueEntity(AcDbObjectId entity, const AcGePoint3d& pickedPoint) {
-    state().input.push_back({InputItem::Entity, pickedPoint, entity, {}});
+    state().input.push_back({InputItem::Entity, pickedPoint, entity, {}, {}});
+}
+void queueNestedEntity(const std::vector<AcDbObjectId>& path, const AcGePoint3d& pickedPoint) {
+    if (path.empty())
+        return queueEntity(AcDbObjectId::kNull, pickedPoint);
+    state().input.push_back({InputItem::Entity,
+                             pickedPoint,
+                             path.front(),
+                             {},
+                             std::vector<AcDbObjectId>(path.begin() + 1, path.end())});
 }
 void queueKeyword(const std::wstring& keyword) {
-    state().input.push_back({InputItem::Keyword, {}, {}, keyword});
+    state().input.push_back({InputItem::Keyword, {}, {}, keyword, {}});
 }
 void queueCancel() {
-    state().input.push_back({InputItem::Cancel, {}, {}, {}});
+    state().input.push_back({InputItem::Cancel, {}, {}, {}, {}});
 }
 size_t pendingInput() {
     return state().input.size();
@@ -361,10 +485,87 @@ int acdbHandEnt(const ACHAR* handle, ads_name entres) {
 // ---------------------------------------------------------------------------------------
 // Selection sets
 
-int acedSSGet(const ACHAR* str, const void*, const void*, const resbuf* filter, ads_name ss) {
+namespace {
+
+// The options of an interactive selection: ":S" single, ":n" nested, ":$" prompts supplied
+// (pt1 is then an array of two prompts, to add and to remove), names with or without "_".
+struct SelectionOptions {
+    bool single = false, nested = false, prompts = false;
+};
+
+bool parseSelectionOptions(const ACHAR* str, SelectionOptions& options) {
+    std::wstring text = str ? str : L"";
+    if (!text.empty() && text[0] == L'_')
+        text.erase(0, 1);
+    if (text.empty())
+        return true;
+    if (text[0] != L':')
+        return false;
+    std::wistringstream in(text.substr(1));
+    std::wstring option;
+    while (std::getline(in, option, L':')) {
+        if (option == L"S" || option == L"s")
+            options.single = true;
+        else if (option == L"n" || option == L"N")
+            options.nested = true;
+        else if (option == L"$")
+            options.prompts = true;
+        else
+            return false;
+    }
+    return true;
+}
+
+// Whether an entity passes a selection filter of the user's pick.
+bool pickPasses(AcDbObjectId id, const resbuf* filter) {
+    return !filter || passesFilter(id, filter);
+}
+
+// One pick of the user for a single selection. A pick beside every entity, or of something
+// the filter refuses, selects nothing: RTERROR.
+int pickSelection(const SelectionOptions& options, const void* pt1, const resbuf* filter,
+                  ads_name ss) {
+    const ACHAR* prompt = L"\nSelect objects: ";
+    if (options.prompts && pt1)
+        prompt = static_cast<const ACHAR* const*>(pt1)[0];
+    state().keywords.clear();
+    lmhost::InputItem item;
+    if (!nextInput(prompt, item) || item.kind == lmhost::InputItem::Cancel)
+        return RTCAN;
+    if (item.kind != lmhost::InputItem::Entity || item.entity.isNull() || item.entity.isErased())
+        return RTERROR;
+    Pick pick{item.point, {}};
+    AcDbObjectId member = item.entity;
+    if (options.nested && !item.inside.empty()) {
+        // The innermost entity is the member; the references that hold it follow it outward.
+        member = item.inside.back();
+        pick.containers.assign(item.inside.rbegin() + 1, item.inside.rend());
+        pick.containers.push_back(item.entity);
+        for (const AcDbObjectId& id : item.inside)
+            if (id.isNull() || id.isErased())
+                return RTERROR;
+    }
+    if (!pickPasses(member, filter))
+        return RTERROR;
+    int64_t key = newSelectionSet({member});
+    state().picks[{key, member}] = std::move(pick);
+    nameSelectionSet(key, ss);
+    return RTNORM;
+}
+
+} // namespace
+
+int acedSSGet(const ACHAR* str, const void* pt1, const void*, const resbuf* filter, ads_name ss) {
     if (!ss)
         return RTERROR;
-    if (!str || (_wcsicmp(str, L"X") != 0 && _wcsicmp(str, L"_X") != 0))
+    SelectionOptions options;
+    if (str && _wcsicmp(str, L"X") != 0 && _wcsicmp(str, L"_X") != 0) {
+        // Only single selections are asked of the user here.
+        if (!parseSelectionOptions(str, options) || !options.single)
+            return RTERROR;
+        return pickSelection(options, pt1, filter, ss);
+    }
+    if (!str)
         return RTERROR;
     std::vector<AcDbObjectId> members;
     for (const AcDbObjectId& id : allEntities(working()))
@@ -381,6 +582,45 @@ int acedSSFree(const ads_name sname) {
     if (!selectionSet(sname))
         return RTERROR;
     state().selectionSets.erase(sname[0]);
+    std::erase_if(state().picks, [&](const auto& p) { return p.first.first == sname[0]; });
+    return RTNORM;
+}
+
+int acedSSNameX(resbuf** rbpp, const ads_name ss, const int i, unsigned int) {
+    auto* set = selectionSet(ss);
+    if (!rbpp || !set || i < 0 || static_cast<size_t>(i) >= set->size())
+        return RTERROR;
+    *rbpp = nullptr;
+    AcDbObjectId member = (*set)[i];
+    auto pick = state().picks.find({ss[0], member});
+    ads_name name;
+    if (acdbGetAdsName(name, member) != Acad::eOk)
+        return RTERROR;
+    if (pick == state().picks.end()) {
+        // Selected without a pick (mode "X"): method 0 and the entity.
+        *rbpp = acutBuildList(RTSHORT, 0, RTENAME, name, RTNONE);
+        return *rbpp ? RTNORM : RTERROR;
+    }
+    // A pick (method 1): the entity, its marker, the picked point, then the references that
+    // hold it, innermost first.
+    ads_point point;
+    toPoint(pick->second.point, point);
+    resbuf* head = acutBuildList(RTSHORT, 1, RTENAME, name, RTSHORT, 0, RTLB, RTSHORT, 0, RT3DPOINT,
+                                 point, RTLE, RTNONE);
+    if (!head)
+        return RTERROR;
+    resbuf* tail = head;
+    while (tail->rbnext)
+        tail = tail->rbnext;
+    for (const AcDbObjectId& container : pick->second.containers) {
+        ads_name containerName;
+        if (acdbGetAdsName(containerName, container) != Acad::eOk)
+            continue;
+        tail->rbnext = acutBuildList(RTENAME, containerName, RTNONE);
+        if (tail->rbnext)
+            tail = tail->rbnext;
+    }
+    *rbpp = head;
     return RTNORM;
 }
 
@@ -502,7 +742,7 @@ int acedGetPoint(const ads_point, const ACHAR* prompt, ads_point result) {
     state().keywords.clear();
     if (!result)
         return RTERROR;
-    toPoint(item.point, result);
+    toPoint(snapClick(item.point), result);
     return RTNORM;
 }
 

@@ -29,6 +29,7 @@ using Table = std::map<std::wstring, Variable, NoCaseLess>;
 Table defaults() {
     Table t;
     t[L"OSMODE"] = {short(4133), 0, 32767, false};
+    t[L"APERTURE"] = {short(10), 1, 50, false};
     t[L"FILEDIA"] = {short(1), 0, 1, false};
     t[L"CMDECHO"] = {short(1), 0, 1, false};
     t[L"LUNITS"] = {short(2), 1, 5, false};

@@ -21,6 +21,7 @@
 #include "acdocman.h"
 #include "acedads.h"
 #include "dbapserv.h"
+#include "dbents.h"
 #include "gemat3d.h"
 #include "rxregsvc.h"
 #include "sdk/control/Applications.h"
@@ -50,6 +51,64 @@ std::wstring trim(const std::wstring& text) {
 
 bool iequals(const std::wstring& a, const std::wstring& b) {
     return _wcsicmp(a.c_str(), b.c_str()) == 0;
+}
+
+// The objects of a pick: "HANDLE", or "OUTER/INNER/..." where each next handle names an
+// entity of the block the one before it inserts, as a click inside nested blocks reaches it.
+bool parsePickPath(const std::wstring& text, std::vector<AcDbObjectId>& path, std::wstring& error) {
+    AcDbDatabase* db = acdbHostApplicationServices()->workingDatabase();
+    size_t start = 0;
+    AcDbObjectId block;
+    std::wstring previous;
+    for (;;) {
+        size_t slash = text.find(L'/', start);
+        std::wstring word = text.substr(start, slash == std::wstring::npos ? slash : slash - start);
+        AcDbHandle handle(word.c_str());
+        AcDbObjectId id;
+        if (word.empty() || handle.isNull() ||
+            db->getAcDbObjectId(id, false, handle) != Acad::eOk) {
+            error = L"no object has the handle " + word;
+            return false;
+        }
+        if (path.empty()) {
+            // Only what the current space shows can be clicked.
+            AcDbEntity* entity = nullptr;
+            if (acdbOpenObject(entity, id, AcDb::kForRead) == Acad::eOk) {
+                bool shown = entity->ownerId() == db->currentSpaceId();
+                entity->close();
+                if (!shown) {
+                    error = word +
+                            L" is not in the current space (what lies in a block is "
+                            L"picked through its reference: OUTER/" +
+                            word + L")";
+                    return false;
+                }
+            }
+        } else {
+            AcDbEntity* entity = nullptr;
+            bool held = acdbOpenObject(entity, id, AcDb::kForRead) == Acad::eOk;
+            if (held) {
+                held = entity->ownerId() == block;
+                entity->close();
+            }
+            if (!held) {
+                error = word + L" is not in the block that " + previous + L" inserts";
+                return false;
+            }
+        }
+        path.push_back(id);
+        if (slash == std::wstring::npos)
+            return true;
+        AcDbBlockReference* reference = nullptr;
+        if (acdbOpenObject(reference, id, AcDb::kForRead) != Acad::eOk) {
+            error = word + L" is no block reference, so nothing lies inside it";
+            return false;
+        }
+        block = reference->blockTableRecord();
+        reference->close();
+        previous = word;
+        start = slash + 1;
+    }
 }
 
 // "x,y" or "x,y,z" with numbers.
@@ -408,16 +467,15 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
             error = L"a pick is written \"pick HANDLE [x,y]\" or \"pick none [x,y]\"";
             return false;
         }
-        AcDbObjectId id;
-        if (!iequals(words[1], L"none")) {
-            AcDbDatabase* db = acdbHostApplicationServices()->workingDatabase();
-            AcDbHandle handle(words[1].c_str());
-            if (handle.isNull() || db->getAcDbObjectId(id, false, handle) != Acad::eOk) {
-                error = L"no object has the handle " + words[1];
-                return false;
-            }
+        if (iequals(words[1], L"none")) {
+            lmhost::queueEntity(AcDbObjectId::kNull, at);
+            return true;
         }
-        lmhost::queueEntity(id, at);
+        // HANDLE, or OUTER/INNER/... for what lies inside nested block references.
+        std::vector<AcDbObjectId> path;
+        if (!parsePickPath(words[1], path, error))
+            return false;
+        lmhost::queueNestedEntity(path, at);
         return true;
     }
     case LineKind::BoxAnswer: {

@@ -114,8 +114,29 @@ const DLGRESOURCE kManagerDialog = {IDD_PARAMETERS_MANAGER,
                                     kManagerItems,
                                     static_cast<int>(sizeof kManagerItems / sizeof *kManagerItems)};
 
+const DLGITEMRESOURCE kDynamicBlockItems[] = {
+    {L"STATIC", L"Block:", -1, kLabel, 21, 10, 21, 8},
+    {L"EDIT", L"", IDC_DYNA_BLOCK_NAME, kShownField, 48, 7, 98, 14},
+    {L"STATIC", L"Handle:", -1, kLabel, 16, 35, 26, 8},
+    {L"EDIT", L"", IDC_DYNA_HANDLE, kShownField, 48, 33, 98, 14},
+    {L"STATIC", L"Parameter:", -1, kLabel, 7, 58, 35, 8},
+    {L"COMBOBOX", L"", IDC_DYNA_PARAMETER,
+     CBS_DROPDOWNLIST | CBS_SORT | WS_VSCROLL | WS_TABSTOP | kShown, 48, 56, 98, 81},
+    {L"BUTTON", L"OK", IDOK, BS_DEFPUSHBUTTON | WS_TABSTOP | kShown, 7, 84, 50, 14},
+    {L"BUTTON", L"Cancel", IDCANCEL, kPushButton, 96, 84, 50, 14},
+};
+
+const DLGRESOURCE kDynamicBlockDialog = {
+    IDD_DYNAMIC_BLOCK,
+    L"Dynamic Block",
+    153,
+    105,
+    kDynamicBlockItems,
+    static_cast<int>(sizeof kDynamicBlockItems / sizeof *kDynamicBlockItems)};
+
 DIALOG_RESOURCE(kExportDialog);
 DIALOG_RESOURCE(kManagerDialog);
 DIALOG_RESOURCE(kImportDialog);
+DIALOG_RESOURCE(kDynamicBlockDialog);
 
 } // namespace

@@ -18,10 +18,12 @@ const wchar_t* const kLinkFileFilter = L"CSV (Comma delimited) (*.csv)|*.csv||";
 
 CParametersManagerDialog::CParametersManagerDialog(CWnd* parent) : CAcUiDialog(IDD, parent) {}
 
-// The three picks join the map as they are built.
+// The picks of the drawing live in DrawingPicks.cpp.
 BEGIN_MESSAGE_MAP(CParametersManagerDialog, CAcUiDialog)
+ON_BN_CLICKED(IDC_PICK_TABLE_CELL, pickTableCell)
 ON_BN_CLICKED(IDC_ADD_LINK, addSelectedLink)
 ON_BN_CLICKED(IDC_REMOVE_LINK, removeSelectedLink)
+ON_BN_CLICKED(IDC_PICK_DYNAMIC_BLOCK, pickDynamicBlock)
 ON_BN_CLICKED(IDC_EXPORT_LINKS, exportLinks)
 ON_BN_CLICKED(IDC_IMPORT_LINKS, importLinks)
 ON_BN_CLICKED(IDC_REMOVE_ALL_LINKS, removeAllLinks)

@@ -28,8 +28,10 @@ public:
 protected:
     void DoDataExchange(CDataExchange* pDX) override;
     BOOL OnInitDialog() override;
+    void pickTableCell();
     void addSelectedLink();
     void removeSelectedLink();
+    void pickDynamicBlock();
     void exportLinks();
     void importLinks();
     void removeAllLinks();

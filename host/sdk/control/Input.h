@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "dbmain.h"
 
@@ -15,10 +16,18 @@ struct InputItem {
     AcGePoint3d point;   // Point, and the picked point of Entity
     AcDbObjectId entity; // Entity: null for a pick beside every entity
     std::wstring keyword;
+    // Entity: what lies under the cursor inside the entity, when it is a block reference:
+    // from the entity of its block under the cursor down to the innermost one picked. Empty
+    // for a pick of the entity itself.
+    std::vector<AcDbObjectId> inside;
 };
 
 void queuePoint(const AcGePoint3d& point);
 void queueEntity(AcDbObjectId entity, const AcGePoint3d& pickedPoint = AcGePoint3d());
+// A pick of an entity held in nested blocks: path runs from an entity of a space (a block
+// reference) through an entity of each block down to the picked one.
+void queueNestedEntity(const std::vector<AcDbObjectId>& path,
+                       const AcGePoint3d& pickedPoint = AcGePoint3d());
 void queueKeyword(const std::wstring& keyword);
 void queueCancel();
 size_t pendingInput();

@@ -28,8 +28,18 @@ int acdbHandEnt(const ACHAR* handle, ads_name entres);
 // filter: a chain of entries with group 0 (entity type, such as "INSERT" or "ACAD_TABLE";
 // several separated by commas, case ignored) or 2 (block name of an insert). Other modes
 // and codes: RTERROR. No entity passing: RTERROR and no set.
+// Interactive selections ask the user (from the host's queue of input) for one pick and need
+// the single option: "_:S", with ":n" for a nested pick (the picked entity inside its block
+// references is the member) and ":$" for prompts supplied (pt1 is an array of two prompts;
+// the first is shown). RTCAN for a cancel, RTERROR for a pick of nothing or of what the
+// filter refuses, and for options the host does not ask.
 int acedSSGet(const ACHAR* str, const void* pt1, const void* pt2, const struct resbuf* filter,
               ads_name ss);
+// The description of how member i was selected, a chain the caller frees with acutRelRb.
+// Picked: RTSHORT 1 (the method), RTENAME of the entity, RTSHORT 0 (its marker), RTLB RTSHORT
+// 0 RT3DPOINT (the picked point) RTLE, then one RTENAME per block reference that holds the
+// entity, innermost first (a nested pick). Otherwise RTSHORT 0 and RTENAME.
+int acedSSNameX(struct resbuf** rbpp, const ads_name ss, const int i, unsigned int flags = 0);
 int acedSSFree(const ads_name sname);
 int acedSSLength(const ads_name sname, Adesk::Int32* len);
 // The entity at an index; RTERROR out of range or for a freed set.

@@ -15,6 +15,7 @@
 #include "sdk/control/Editor.h"
 #include "sdk/control/HostControl.h"
 #include "sdk/control/Input.h"
+#include "sdk/control/SystemVariables.h"
 #include "testkit/Transcript.h"
 
 namespace {
@@ -246,6 +247,105 @@ TEST_F(DrawingTest, PromptsTakeTheirKindOfInput) {
     EXPECT_EQ(testkit::commandLine(), L"\nPlease select a table:\nPlease select a table:"
                                       L"\nSure? [Yes/No]:\nSure?\nSelect table cell:"
                                       L"\nSelect table cell:");
+}
+
+TEST_F(DrawingTest, ANestedSinglePickGivesTheEntityAndItsReferencesInnermostFirst) {
+    AcDbObjectId innerBlock, outerBlock;
+    ASSERT_EQ(drawing::addBlockDefinition(db(), L"Inner", innerBlock), Acad::eOk);
+    ASSERT_EQ(drawing::addBlockDefinition(db(), L"Outer", outerBlock), Acad::eOk);
+    // A line in "Inner", which "Outer" holds, which model space inserts.
+    struct {
+        AcDbObjectId line, innerReference, outerReference;
+    } d;
+    d.line = addLine(innerBlock);
+    ASSERT_EQ(drawing::insertBlock(outerBlock, innerBlock, AcGePoint3d(), d.innerReference),
+              Acad::eOk);
+    ASSERT_EQ(drawing::insertBlock(model(), outerBlock, AcGePoint3d(), d.outerReference),
+              Acad::eOk);
+    const ACHAR* prompts[2] = {L"\nPick:", L""};
+    auto chainOf = [](const ads_name ss) {
+        resbuf* chain = nullptr;
+        EXPECT_EQ(acedSSNameX(&chain, ss, 0), RTNORM);
+        std::vector<std::wstring> items;
+        for (resbuf* rb = chain; rb; rb = rb->rbnext) {
+            AcDbObjectId id;
+            if (rb->restype == RTENAME && acdbGetObjectId(id, rb->resval.rlname) == Acad::eOk)
+                items.push_back(L"name " + std::to_wstring(id.handle().value()));
+            else if (rb->restype == RTSHORT)
+                items.push_back(L"short " + std::to_wstring(rb->resval.rint));
+            else if (rb->restype == RT3DPOINT)
+                items.push_back(L"point " + std::to_wstring(rb->resval.rpoint[0]));
+            else
+                items.push_back(std::to_wstring(rb->restype));
+        }
+        acutRelRb(chain);
+        return items;
+    };
+    auto name = [](AcDbObjectId id) { return L"name " + std::to_wstring(id.handle().value()); };
+
+    lmhost::queueNestedEntity({d.outerReference, d.innerReference, d.line}, AcGePoint3d(2, 0, 0));
+    ads_name ss;
+    ASSERT_EQ(acedSSGet(L"_:n:$:S", prompts, nullptr, nullptr, ss), RTNORM);
+    Adesk::Int32 n = 0;
+    acedSSLength(ss, &n);
+    EXPECT_EQ(n, 1);
+    EXPECT_EQ(chainOf(ss),
+              (std::vector<std::wstring>{L"short 1", name(d.line), L"short 0", L"5016", L"short 0",
+                                         L"point 2.000000", L"5017", name(d.innerReference),
+                                         name(d.outerReference)}));
+    acedSSFree(ss);
+    // Without the nested option the pick is the entity of the space.
+    lmhost::queueNestedEntity({d.outerReference, d.innerReference, d.line});
+    ASSERT_EQ(acedSSGet(L":S", nullptr, nullptr, nullptr, ss), RTNORM);
+    EXPECT_EQ(chainOf(ss)[1], name(d.outerReference));
+    acedSSFree(ss);
+    // A selection of mode X says so: method 0.
+    ASSERT_EQ(acedSSGet(L"X", nullptr, nullptr, nullptr, ss), RTNORM);
+    EXPECT_EQ(chainOf(ss), (std::vector<std::wstring>{L"short 0", name(d.outerReference)}));
+    acedSSFree(ss);
+    // Esc, a pick of nothing, and selections the host does not ask.
+    lmhost::queueCancel();
+    EXPECT_EQ(acedSSGet(L"_:n:$:S", prompts, nullptr, nullptr, ss), RTCAN);
+    lmhost::queueEntity(AcDbObjectId::kNull);
+    EXPECT_EQ(acedSSGet(L"_:n:$:S", prompts, nullptr, nullptr, ss), RTERROR);
+    EXPECT_EQ(acedSSGet(L"_:n", nullptr, nullptr, nullptr, ss), RTERROR);
+    EXPECT_EQ(acedSSGet(L"_:S:q", nullptr, nullptr, nullptr, ss), RTERROR);
+    EXPECT_EQ(lmhost::selectionSetsHeld(), 0);
+    EXPECT_EQ(testkit::commandLine(), L"\nPick:\nSelect objects: \nPick:\nPick:");
+}
+
+TEST_F(DrawingTest, RunningSnapsTakeAClickToTheNearestPointWithinTheAperture) {
+    addTo(model(), new AcDbLine(AcGePoint3d(0, 0, 0), AcGePoint3d(4, 0, 0)));
+    AcDbObjectId reference;
+    AcDbObjectId block;
+    ASSERT_EQ(drawing::addBlockDefinition(db(), L"B", block), Acad::eOk);
+    ASSERT_EQ(drawing::insertBlock(model(), block, AcGePoint3d(10, 10, 0), reference), Acad::eOk);
+    auto clickAt = [](double x, double y) {
+        lmhost::queuePoint(AcGePoint3d(x, y, 0));
+        ads_point p = {0, 0, 0};
+        EXPECT_EQ(acedGetPoint(nullptr, L"", p), RTNORM);
+        return std::make_pair(p[0], p[1]);
+    };
+    using P = std::pair<double, double>;
+    lmhost::setSystemVariable(L"OSMODE", short(1 | 2 | 64));
+    EXPECT_EQ(clickAt(0.1, 0.1), P(0, 0));     // endpoint
+    EXPECT_EQ(clickAt(2.1, -0.1), P(2, 0));    // midpoint
+    EXPECT_EQ(clickAt(10.1, 9.9), P(10, 10));  // insertion
+    EXPECT_EQ(clickAt(0.3, 0.0), P(0.3, 0.0)); // beyond the aperture of 10 pixels (0.2)
+    lmhost::setSystemVariable(L"APERTURE", short(20));
+    EXPECT_EQ(clickAt(0.3, 0.0), P(0, 0));
+    lmhost::setSystemVariable(L"OSMODE", short(2));
+    EXPECT_EQ(clickAt(0.1, 0.1), P(0.1, 0.1)) << "only the modes that are on";
+    lmhost::setSystemVariable(L"OSMODE", short(1 | 16384));
+    EXPECT_EQ(clickAt(0.1, 0.1), P(0.1, 0.1)) << "snaps switched off";
+    // Points come and go in the UCS.
+    lmhost::setSystemVariable(L"OSMODE", short(1));
+    ASSERT_EQ(db()->setUcs(AcGePoint3d(1, 0, 0), AcGeVector3d(1, 0, 0), AcGeVector3d(0, 1, 0)),
+              Acad::eOk);
+    EXPECT_EQ(clickAt(-0.9, 0.1), P(-1, 0));
+    // Nothing of another space is snapped to.
+    ASSERT_EQ(lmhost::setCurrentSpace(db(), paper()), Acad::eOk);
+    EXPECT_EQ(clickAt(-0.9, 0.1), P(-0.9, 0.1));
 }
 
 TEST_F(DrawingTest, UcsTakesPointsToWorldCoordinates) {

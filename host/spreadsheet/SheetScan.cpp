@@ -1,0 +1,250 @@
+// Loading a sheet: its head, then its rows found by a scan of the raw text, or the whole
+// sheet parsed when the scan cannot be sure.
+#include "spreadsheet/WorkbookImpl.h"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace spreadsheet {
+
+namespace {
+
+Status readHead(SheetData& sd, pugi::xml_node root) {
+    SheetData* data = &sd;
+    auto fmt = childNamed(root, "sheetFormatPr");
+    double def = fmt.attribute("defaultColWidth").as_double(0);
+    if (!(def > 0 && def <= 255)) {
+        double base = fmt.attribute("baseColWidth").as_double(8);
+        if (!(base >= 0 && base <= 255))
+            base = 8;
+        // base characters plus padding, rounded up to a multiple of 8 pixels
+        int px = int(base) * 7 + kCellPaddingPixels;
+        px = (px + 7) / 8 * 8;
+        def = columnWidthFromPixels(px);
+    }
+    data->defaultWidth = def;
+    for (auto c = childNamed(root, "cols").first_child(); c; c = c.next_sibling()) {
+        if (localName(c.name()) != "col")
+            continue;
+        int mn = intAttr(c.attribute("min"), 0), mx = intAttr(c.attribute("max"), 0);
+        if (mn < 1 || mx < mn || mx > kMaxColumns)
+            return Status::BadReference;
+        double w = c.attribute("width").as_double(def);
+        if (!(w >= 0 && w <= 255))
+            w = def;
+        data->cols.push_back({mn, mx, w});
+    }
+
+    auto view = childNamed(childNamed(root, "sheetViews"), "sheetView");
+    if (view) {
+        std::string activePane = childNamed(view, "pane").attribute("activePane").value();
+        pugi::xml_node chosen;
+        for (auto s = view.first_child(); s; s = s.next_sibling()) {
+            if (localName(s.name()) != "selection")
+                continue;
+            std::string pane = s.attribute("pane").value();
+            if (!chosen || pane == activePane)
+                chosen = s;
+        }
+        if (chosen) {
+            CellRef ac;
+            if (parseCellRef(std::string_view(chosen.attribute("activeCell").value()), ac))
+                data->activeCell = ac;
+            std::wstring sq = fromUtf8(chosen.attribute("sqref").value());
+            data->sqref =
+                sq.empty() ? cellAddress(data->activeCell.row, data->activeCell.col, false) : sq;
+        }
+    }
+
+    return Status::Ok;
+}
+
+// Offsets of the rows inside <sheetData> by a scan of the raw text. Gives false when the
+// text holds anything the scan cannot be sure of (comments, CDATA, processing
+// instructions, rows out of order): the sheet is then parsed as a whole.
+bool scanRows(SheetData& d, Status& status, const Limits& limits) {
+    const std::string& b = d.buffer;
+    std::size_t name = b.find("sheetData");
+    while (name != std::string::npos && !(name > 0 && (b[name - 1] == '<' || b[name - 1] == ':')))
+        name = b.find("sheetData", name + 1);
+    if (name == std::string::npos)
+        return false;
+    std::size_t open = b.rfind('<', name);
+    std::string prefix = b.substr(open + 1, name - open - 1); // "" or "x:"
+    std::size_t tagEnd = b.find('>', name);
+    if (tagEnd == std::string::npos || b[tagEnd - 1] == '/')
+        return false;
+    std::string closing("</");
+    closing += prefix;
+    closing += "sheetData>";
+    std::size_t contentEnd = b.find(closing, tagEnd);
+    if (contentEnd == std::string::npos)
+        return false;
+    std::string_view content(b.data() + tagEnd + 1, contentEnd - tagEnd - 1);
+    // Comments, CDATA and processing instructions could hide or fake a row start: those
+    // sheets take the full parse. '!' and '?' are rare in sheet XML, so look for them first.
+    const char* const begin = content.data();
+    const char* const end = begin + content.size();
+    for (char mark : {'!', '?'})
+        for (const char* q = static_cast<const char*>(std::memchr(begin, mark, end - begin)); q;
+             q = static_cast<const char*>(std::memchr(q + 1, mark, end - q - 1)))
+            if (q > begin && q[-1] == '<')
+                return false;
+    std::string rowTag(1, '<');
+    rowTag += prefix;
+    rowTag += "row";
+    std::vector<std::size_t> starts;
+    for (const char* q =
+             static_cast<const char*>(memmem(begin, end - begin, rowTag.data(), rowTag.size()));
+         q; q = static_cast<const char*>(
+                memmem(q + rowTag.size(), end - q - rowTag.size(), rowTag.data(), rowTag.size()))) {
+        std::size_t i = q - begin;
+        if (i + rowTag.size() >= content.size())
+            break;
+        char next = content[i + rowTag.size()];
+        if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
+            next == '\r')
+            starts.push_back(i);
+    }
+    std::string head;
+    head.reserve(tagEnd + 1 + (b.size() - contentEnd));
+    head.append(b, 0, tagEnd + 1);
+    head.append(b, contentEnd, std::string::npos);
+    if (head.find("<!--") != std::string::npos || head.find("<![CDATA[") != std::string::npos)
+        return false;
+
+    std::size_t base = tagEnd + 1;
+    int prevRow = 0;
+    d.lightRows.reserve(starts.size());
+    for (std::size_t k = 0; k < starts.size(); ++k) {
+        std::size_t at = starts[k];
+        std::size_t stop = k + 1 < starts.size() ? starts[k + 1] : content.size();
+        std::size_t gt = content.find('>', at);
+        int rowNum = prevRow + 1;
+        if (gt != std::string_view::npos && gt < stop) {
+            std::string_view tag = content.substr(at, gt - at);
+            std::size_t r = tag.find("r=");
+            while (r != std::string_view::npos && tag[r - 1] != ' ' && tag[r - 1] != '\t' &&
+                   tag[r - 1] != '\n' && tag[r - 1] != '\r')
+                r = tag.find("r=", r + 1);
+            if (r != std::string_view::npos) {
+                --r; // at the blank before the name
+            }
+            if (r != std::string_view::npos && r + 4 < tag.size()) {
+                std::size_t q = r + 4, qe = tag.find(tag[r + 3], q);
+                long v = 0;
+                std::size_t digits = 0;
+                bool ok = qe != std::string_view::npos && qe > q;
+                for (std::size_t i = q; ok && i < qe; ++i) {
+                    if (tag[i] < '0' || tag[i] > '9' || ++digits > 8)
+                        ok = false;
+                    else
+                        v = v * 10 + (tag[i] - '0');
+                }
+                if (!ok || v < 1 || v > kMaxRows) {
+                    status = Status::BadReference;
+                    return true;
+                }
+                rowNum = int(v);
+            }
+        }
+        if (rowNum <= prevRow)
+            return false;
+        prevRow = rowNum;
+        d.lightRows.push_back({rowNum, base + at, base + stop});
+    }
+    d.headBuffer = std::move(head);
+    status = parseXml(d.headBuffer, d.headDoc, limits);
+    if (status == Status::Ok)
+        status = readHead(d, d.headDoc.document_element());
+    d.light = true;
+    return true;
+}
+
+} // namespace
+
+Status WorkbookImpl::loadSheet(Workbook& book, Worksheet& sheet, bool full) {
+    WorkbookImpl& m = *book.m_impl;
+    auto data = std::make_unique<SheetData>();
+    Status st = Status::Ok;
+    if (sheet.m_data && sheet.m_data->light) {
+        data->buffer = std::move(sheet.m_data->buffer); // still untouched by any parse
+        sheet.m_data.reset();
+    } else {
+        st = m.pkg.read(sheet.m_partName, data->buffer);
+        if (st != Status::Ok)
+            return st;
+    }
+    if (!full) {
+        auto light = std::make_unique<SheetData>();
+        light->buffer = std::move(data->buffer);
+        if (scanRows(*light, st, m.limits)) {
+            if (st == Status::Ok)
+                sheet.m_data = std::move(light);
+            return st;
+        }
+        data->buffer = std::move(light->buffer);
+        st = Status::Ok;
+    }
+    st = parseXml(data->buffer, data->doc, m.limits);
+    if (st != Status::Ok)
+        return st;
+    data->root = data->doc.document_element();
+
+    st = readHead(*data, data->root);
+    if (st != Status::Ok)
+        return st;
+
+    data->sheetData = childNamed(data->root, "sheetData");
+    st = Status::Ok;
+    if (data->sheetData) {
+        data->cells.reserve(data->buffer.size() / 40);
+        int prevRow = 0;
+        bool sorted = true;
+        for (auto r = data->sheetData.first_child(); r; r = r.next_sibling()) {
+            if (localName(r.name()) != "row")
+                continue;
+            int rowNum = prevRow + 1;
+            if (auto ra = r.attribute("r")) {
+                rowNum = intAttr(ra, 0);
+            }
+            if (rowNum < 1 || rowNum > kMaxRows)
+                return Status::BadReference;
+            if (rowNum <= prevRow)
+                sorted = false;
+            prevRow = rowNum;
+            data->rows.emplace_back(rowNum, r);
+            int prevCol = 0;
+            for (auto c = r.first_child(); c; c = c.next_sibling()) {
+                if (localName(c.name()) != "c")
+                    continue;
+                int col = prevCol + 1;
+                if (auto ra = c.attribute("r")) {
+                    CellRef ref;
+                    if (!parseCellRef(std::string_view(ra.value()), ref) || ref.row != rowNum)
+                        return Status::BadReference;
+                    col = ref.col;
+                }
+                if (col > kMaxColumns)
+                    return Status::BadReference;
+                if (col <= prevCol)
+                    sorted = false;
+                prevCol = col;
+                data->cells.push_back({rowNum, col, c});
+            }
+        }
+        if (!sorted) {
+            auto less = [](const CellEntry& a, const CellEntry& b) {
+                return a.row < b.row || (a.row == b.row && a.col < b.col);
+            };
+            std::stable_sort(data->cells.begin(), data->cells.end(), less);
+            std::stable_sort(data->rows.begin(), data->rows.end(),
+                             [](const auto& a, const auto& b) { return a.first < b.first; });
+        }
+    }
+    sheet.m_data = std::move(data);
+    return st;
+}
+
+} // namespace spreadsheet
