@@ -41,10 +41,6 @@ std::wstring widenView(std::string_view s) {
     return lmhost::widen(std::string(s));
 }
 
-bool iequals(const std::wstring& a, const std::wstring& b) {
-    return _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 struct NoCaseLess {
     bool operator()(const std::wstring& a, const std::wstring& b) const {
         return _wcsicmp(a.c_str(), b.c_str()) < 0;
@@ -403,17 +399,17 @@ private:
                     styles.push_back(&r);
                 else if (table == "BLOCK_RECORD")
                     blocks.push_back(&r);
-                else if (table == "VPORT" && !vport && iequals(name, L"*Active"))
+                else if (table == "VPORT" && !vport && lmhost::equalNoCase(name, L"*Active"))
                     vport = &r;
                 else if (table == "LAYER" && name == L"0")
                     roleFrom(L"LAYER:0", r.handle());
-                else if (table == "LTYPE" &&
-                         (iequals(name, L"ByBlock") || iequals(name, L"ByLayer") ||
-                          iequals(name, L"Continuous")))
+                else if (table == "LTYPE" && (lmhost::equalNoCase(name, L"ByBlock") ||
+                                              lmhost::equalNoCase(name, L"ByLayer") ||
+                                              lmhost::equalNoCase(name, L"Continuous")))
                     roleFrom(L"LTYPE:" + name, r.handle());
                 else if (table == "LAYER" || table == "LTYPE" || table == "UCS" || table == "VIEW")
                     notKept(lmhost::widen(table) + L" table records");
-                else if (table == "VPORT" && !iequals(name, L"*Active"))
+                else if (table == "VPORT" && !lmhost::equalNoCase(name, L"*Active"))
                     notKept(L"VPORT table records");
             }
         }
@@ -427,7 +423,7 @@ private:
         bool hasAcad = false;
         for (const Record* r : apps) {
             std::wstring name = r->text(2);
-            hasAcad = hasAcad || iequals(name, L"ACAD");
+            hasAcad = hasAcad || lmhost::equalNoCase(name, L"ACAD");
             addRecord(regApps, new AcDbRegAppTableRecord, *r, name, L"APPID");
         }
         if (!hasAcad) {
@@ -646,7 +642,7 @@ private:
             std::wstring name = dxf::textOf(*tableStyle);
             for (auto& stub : m_impl->stubs)
                 if (auto* style = stub->object ? AcDbTableStyle::cast(stub->object) : nullptr)
-                    if (iequals(style->getName(), name)) {
+                    if (lmhost::equalNoCase(style->getName(), name)) {
                         m_impl->tableStyle = AcDbObjectId(stub.get());
                         break;
                     }

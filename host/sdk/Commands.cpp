@@ -58,10 +58,6 @@ HINSTANCE AcEdCommand::resourceHandle() const {
 
 namespace {
 
-bool sameName(const std::wstring& a, const std::wstring& b) {
-    return _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 struct CommandGroup {
     std::wstring name;
     std::vector<std::unique_ptr<AcEdCommand>> commands;
@@ -89,14 +85,14 @@ CommandState& state() {
 
 CommandGroup* findGroup(const std::wstring& name) {
     for (CommandGroup& g : state().groups)
-        if (sameName(g.name, name))
+        if (lmhost::equalNoCase(g.name, name))
             return &g;
     return nullptr;
 }
 
 HostCommandEntry* findHostCommand(const std::wstring& name) {
     for (HostCommandEntry& c : state().hostCommands)
-        if (sameName(c.name, name))
+        if (lmhost::equalNoCase(c.name, name))
             return &c;
     return nullptr;
 }
@@ -118,7 +114,8 @@ Acad::ErrorStatus AcEdCommandStack::addCommand(const ACHAR* cmdGroupName,
         group = &state().groups.back();
     }
     for (auto& c : group->commands)
-        if (sameName(c->globalName(), cmdGlobalName) || sameName(c->localName(), local))
+        if (lmhost::equalNoCase(c->globalName(), cmdGlobalName) ||
+            lmhost::equalNoCase(c->localName(), local))
             return Acad::eDuplicateKey;
     auto* data = new AcEdCommand::Data{cmdGroupName, cmdGlobalName, local, commandFlags,
                                        functionAddr, UIContext,     fcode, hResourceHandle};
@@ -138,7 +135,7 @@ Acad::ErrorStatus AcEdCommandStack::removeCmd(const ACHAR* cmdGroupName,
         return Acad::eKeyNotFound;
     auto& cmds = group->commands;
     for (auto it = cmds.begin(); it != cmds.end(); ++it)
-        if (sameName((*it)->globalName(), cmdGlobalName)) {
+        if (lmhost::equalNoCase((*it)->globalName(), cmdGlobalName)) {
             state().changes.push_back({false, group->name, (*it)->globalName()});
             cmds.erase(it);
             if (cmds.empty())
@@ -152,7 +149,7 @@ Acad::ErrorStatus AcEdCommandStack::removeGroup(const ACHAR* groupName) {
     if (!groupName || !findGroup(groupName))
         return Acad::eKeyNotFound;
     std::erase_if(state().groups,
-                  [&](const CommandGroup& g) { return sameName(g.name, groupName); });
+                  [&](const CommandGroup& g) { return lmhost::equalNoCase(g.name, groupName); });
     return Acad::eOk;
 }
 
@@ -162,7 +159,7 @@ AcEdCommand* AcEdCommandStack::lookupCmd(const ACHAR* cmdName, bool globalFlag) 
     auto& groups = state().groups;
     for (auto g = groups.rbegin(); g != groups.rend(); ++g)
         for (auto& c : g->commands)
-            if (sameName(globalFlag ? c->globalName() : c->localName(), cmdName))
+            if (lmhost::equalNoCase(globalFlag ? c->globalName() : c->localName(), cmdName))
                 return c.get();
     return nullptr;
 }
@@ -346,7 +343,7 @@ CommandResult evaluateExpression(const std::wstring& expression) {
     size_t close = text.find_last_not_of(L" \t");
     if (open != std::wstring::npos && text[open] == L'(' && text[close] == L')') {
         std::vector<std::wstring> words = splitCommandLine(text.substr(open + 1, close - open - 1));
-        if (words.size() >= 2 && sameName(words[0], L"command")) {
+        if (words.size() >= 2 && lmhost::equalNoCase(words[0], L"command")) {
             std::vector<std::wstring> args(words.begin() + 2, words.end());
             return runCommand(words[1], args);
         }

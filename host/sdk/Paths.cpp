@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "sdk/WideFormat.h"
 #include "shlwapi.h"
 
 namespace {
@@ -97,14 +98,7 @@ std::wstring join(const SplitPath& path, wchar_t separator) {
 }
 
 bool samePart(const std::wstring& a, const std::wstring& b, bool ignoreCase) {
-    if (!ignoreCase)
-        return a == b;
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (std::towlower(a[i]) != std::towlower(b[i]))
-            return false;
-    return true;
+    return ignoreCase ? lmhost::equalNoCase(a, b) : a == b;
 }
 
 // The shell's calls take MAX_PATH buffers: a longer path is refused, never cut.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <cwctype>
 #include <locale>
 #include <vector>
 
@@ -363,6 +364,15 @@ std::wstring formatWideV(const wchar_t* format, va_list args) {
     }
     va_end(ap);
     return out;
+}
+
+bool equalNoCase(std::wstring_view a, std::wstring_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (std::size_t i = 0; i < a.size(); ++i)
+        if (std::towlower(wint_t(a[i])) != std::towlower(wint_t(b[i])))
+            return false;
+    return true;
 }
 
 } // namespace lmhost

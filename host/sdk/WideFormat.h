@@ -1,8 +1,10 @@
-// printf formatting with the host platform's wide-format rules.
+// The host's wide-text helpers: printf formatting with the host platform's wide-format
+// rules, narrow text decoded, and names compared without regard to case.
 #pragma once
 
 #include <cstdarg>
 #include <string>
+#include <string_view>
 
 namespace lmhost {
 
@@ -15,5 +17,9 @@ std::wstring formatWide(const wchar_t* format, ...);
 std::wstring widen(const char* text);
 std::wstring widen(const std::string& text);
 std::string narrow(const std::wstring& text);
+
+// Equal ignoring case, character by character as _wcsicmp compares (names of commands,
+// files, sheets, keywords typed by the user).
+bool equalNoCase(std::wstring_view a, std::wstring_view b);
 
 } // namespace lmhost

@@ -188,7 +188,7 @@ CommandResult addBlockProperty(const Args& args) {
     def.name = args[1];
     const PropertyKind* kind = nullptr;
     for (const PropertyKind& k : kKinds)
-        if (sameText(k.word, args[2]))
+        if (lmhost::equalNoCase(k.word, args[2]))
             kind = &k;
     if (!kind)
         return refuse(L"\"" + args[2] +
@@ -199,9 +199,9 @@ CommandResult addBlockProperty(const Args& args) {
     if (!parseValue(def.type, args[3], def.defaultValue))
         return refuse(L"\"" + args[3] + L"\" is no " + kind->word + L" value.");
     for (size_t i = 4; i < args.size(); ++i) {
-        if (sameText(args[i], L"readonly")) {
+        if (lmhost::equalNoCase(args[i], L"readonly")) {
             def.readOnly = true;
-        } else if (sameText(args[i], L"range") && i + 2 < args.size()) {
+        } else if (lmhost::equalNoCase(args[i], L"range") && i + 2 < args.size()) {
             auto low = parseNumber(args[i + 1]), high = parseNumber(args[i + 2]);
             if (!low || !high || *low > *high)
                 return refuse(L"A range is two numbers, the lower first.");
@@ -210,7 +210,7 @@ CommandResult addBlockProperty(const Args& args) {
             def.minimum = *low;
             def.maximum = *high;
             i += 2;
-        } else if (sameText(args[i], L"values") && i + 1 < args.size()) {
+        } else if (lmhost::equalNoCase(args[i], L"values") && i + 1 < args.size()) {
             if (def.type == AcDb::kDwg3Real)
                 return refuse(L"A point property takes no list of values.");
             for (const std::wstring& item : splitList(args[++i])) {
@@ -350,7 +350,7 @@ CommandResult setProperty(const Args& args) {
     AcDbDynBlockReference(id).getBlockProperties(properties);
     for (int i = 0; i < properties.length(); ++i) {
         AcDbDynBlockReferenceProperty& p = properties[i];
-        if (!sameText(p.propertyName().str(), args[1]))
+        if (!lmhost::equalNoCase(p.propertyName().str(), args[1]))
             continue;
         AcDbEvalVariant value;
         if (!parseValue(p.propertyType(), args[2], value))

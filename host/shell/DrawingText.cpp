@@ -24,10 +24,6 @@ void say(const std::wstring& text) {
     lmhost::print(L"\n" + text);
 }
 
-bool sameText(const std::wstring& a, const std::wstring& b) {
-    return _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 std::optional<double> parseNumber(const std::wstring& text) {
     if (text.empty() || std::iswspace(text[0]))
         return std::nullopt;
@@ -103,43 +99,6 @@ std::wstring valueText(const AcDbEvalVariant& value) {
     }
 }
 
-bool parseCellAddress(const std::wstring& text, int& row, int& column) {
-    size_t i = 0;
-    if (i < text.size() && text[i] == L'$')
-        ++i;
-    int letters = 0;
-    column = 0;
-    while (i < text.size() && std::iswalpha(text[i]) && text[i] < 128) {
-        if (++letters > 2)
-            return false;
-        column = column * 26 + (std::towupper(text[i]) - L'A' + 1);
-        ++i;
-    }
-    if (letters == 0)
-        return false;
-    if (i < text.size() && text[i] == L'$')
-        ++i;
-    size_t digits = 0;
-    long value = 0;
-    while (i < text.size() && std::iswdigit(text[i])) {
-        if (++digits > 7)
-            return false;
-        value = value * 10 + (text[i] - L'0');
-        ++i;
-    }
-    if (digits == 0 || i != text.size() || value < 1)
-        return false;
-    row = static_cast<int>(value);
-    return true;
-}
-
-std::wstring cellName(int row, int column) {
-    std::wstring letters;
-    for (int c = column; c > 0; c = (c - 1) / 26)
-        letters.insert(letters.begin(), static_cast<wchar_t>(L'A' + (c - 1) % 26));
-    return letters + std::to_wstring(row);
-}
-
 AcDbDatabase* currentDatabase() {
     if (acDocManagerPtr()->documentCount() == 0) {
         say(L"No drawing is open.");
@@ -200,7 +159,7 @@ bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std
         resbuf* last = chain;
         for (; last->rbnext; last = last->rbnext)
             if (last->restype == 1000 && last->resval.rstring &&
-                sameText(last->resval.rstring, text)) {
+                lmhost::equalNoCase(last->resval.rstring, text)) {
                 acutRelRb(chain);
                 object->close();
                 return true;

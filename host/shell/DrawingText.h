@@ -1,5 +1,5 @@
 // Small helpers the drawing commands share: reading what the user typed (numbers, points,
-// handles, cell addresses) and writing what the drawing holds.
+// handles) and writing what the drawing holds.
 #pragma once
 
 #include <optional>
@@ -18,7 +18,6 @@ using Args = std::vector<std::wstring>;
 lmhost::CommandResult refuse(const std::wstring& text);
 void say(const std::wstring& text);
 
-bool sameText(const std::wstring& a, const std::wstring& b);
 std::optional<double> parseNumber(const std::wstring& text);
 std::optional<long> parseInteger(const std::wstring& text);
 // "x,y" or "x,y,z".
@@ -29,10 +28,6 @@ std::wstring formatNumber(double value);
 std::wstring formatPoint(const AcGePoint3d& point);
 // A parameter's or property's value as the commands show it (text in double quotes).
 std::wstring valueText(const AcDbEvalVariant& value);
-
-// A cell address "B2" or "$B$2": columns A..ZZ, rows from 1; 1-based results.
-bool parseCellAddress(const std::wstring& text, int& row, int& column);
-std::wstring cellName(int row, int column); // 1-based, "B2"
 
 // The drawing commands work on; null (after a message) when no drawing is open.
 AcDbDatabase* currentDatabase();

@@ -49,10 +49,6 @@ std::wstring trim(const std::wstring& text) {
     return text.substr(a, b - a);
 }
 
-bool iequals(const std::wstring& a, const std::wstring& b) {
-    return _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 // The objects of a pick: "HANDLE", or "OUTER/INNER/..." where each next handle names an
 // entity of the block the one before it inserts, as a click inside nested blocks reaches it.
 bool parsePickPath(const std::wstring& text, std::vector<AcDbObjectId>& path, std::wstring& error) {
@@ -214,7 +210,7 @@ std::wstring answerName(int answer) {
 
 int answerFromName(const std::wstring& name) {
     for (int id = IDOK; id <= IDNO; ++id)
-        if (iequals(answerName(id), name))
+        if (lmhost::equalNoCase(answerName(id), name))
             return id;
     return 0;
 }
@@ -419,7 +415,7 @@ bool Session::isCommandName(const std::wstring& word) const {
                   stack->lookupGlobalCmd(word.c_str())))
         return true;
     for (const auto& c : lmhost::hostCommands())
-        if (iequals(c.name, name))
+        if (lmhost::equalNoCase(c.name, name))
             return true;
     return false;
 }
@@ -430,12 +426,12 @@ Session::LineKind Session::classify(const std::wstring& line) const {
         return LineKind::BoxAnswer;
     if (line[0] == L'>')
         return LineKind::DialogAction;
-    if (iequals(line, L"*Cancel*"))
+    if (lmhost::equalNoCase(line, L"*Cancel*"))
         return LineKind::Cancel;
     if (parsePoint(line, point))
         return LineKind::Point;
     std::vector<std::wstring> words = lmhost::splitCommandLine(line);
-    if (!words.empty() && iequals(words[0], L"pick"))
+    if (!words.empty() && lmhost::equalNoCase(words[0], L"pick"))
         return LineKind::Pick;
     if (!words.empty() && isCommandName(words[0]))
         return LineKind::Command;
@@ -467,7 +463,7 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
             error = L"a pick is written \"pick HANDLE [x,y]\" or \"pick none [x,y]\"";
             return false;
         }
-        if (iequals(words[1], L"none")) {
+        if (lmhost::equalNoCase(words[1], L"none")) {
             lmhost::queueEntity(AcDbObjectId::kNull, at);
             return true;
         }

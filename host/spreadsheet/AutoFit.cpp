@@ -1,6 +1,8 @@
 // AutoFit: columns as wide as their displayed text.
 #include "spreadsheet/WorkbookImpl.h"
 
+#include "spreadsheet/TextMetrics.h"
+
 #include <algorithm>
 #include <cmath>
 #include <string>

@@ -42,10 +42,6 @@ InstancePtr findInstance(int id) {
     return nullptr;
 }
 
-bool equalNoCase(const std::wstring& a, const std::wstring& b) {
-    return a.size() == b.size() && _wcsicmp(a.c_str(), b.c_str()) == 0;
-}
-
 void setActive(Instance& inst, const BookPtr& book) {
     inst.active = book;
     inst.shapeSelected = false;

@@ -3,6 +3,7 @@
 // automation server's own files include this.
 #pragma once
 
+#include "sdk/WideFormat.h"
 #include "spreadsheet/ExcelControl.h"
 
 #include <atomic>
@@ -13,6 +14,7 @@
 
 namespace excelhost::automation {
 
+using lmhost::equalNoCase;
 using spreadsheet::CellRef;
 using spreadsheet::RangeRef;
 using spreadsheet::Status;
@@ -59,7 +61,6 @@ struct World {
 
 World& world();
 InstancePtr findInstance(int id);
-bool equalNoCase(const std::wstring& a, const std::wstring& b);
 void setActive(Instance& inst, const BookPtr& book);
 void closeBook(Instance& inst, const BookPtr& book);
 void quit(Instance& inst);

@@ -10,16 +10,6 @@ namespace spreadsheet {
 // Code of a built-in format id (0-49); General for ids that are not built in.
 std::wstring builtinFormatCode(int id);
 
-// Approximate width in pixels of a text in the default font (Calibri 11 at 96 dpi).
-int textPixels(std::wstring_view text);
-// The row of "#" that fills a cell too narrow for its number.
-std::wstring hashFill(int contentPixels);
-
-// Pixels of a column width in characters (as stored in the file), and back.
-int columnPixels(double widthChars);
-double columnWidthFromPixels(int pixels);
-constexpr int kCellPaddingPixels = 5;
-
 struct DisplayContext {
     bool date1904 = false;
     int contentPixels = -1; // width available to the text; -1 for no limit

@@ -2,6 +2,8 @@
 // sheet parsed when the scan cannot be sure.
 #include "spreadsheet/WorkbookImpl.h"
 
+#include "spreadsheet/TextMetrics.h"
+
 #include <cstring>
 #include <string>
 #include <vector>

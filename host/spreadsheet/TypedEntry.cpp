@@ -1,5 +1,7 @@
 #include "spreadsheet/TypedEntry.h"
 
+#include "sdk/WideFormat.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -14,15 +16,6 @@ namespace {
 
 bool isDigit(wchar_t c) {
     return c >= L'0' && c <= L'9';
-}
-
-bool equalsNoCase(std::wstring_view a, std::wstring_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (std::towlower(wint_t(a[i])) != std::towlower(wint_t(b[i])))
-            return false;
-    return true;
 }
 
 // The largest number the program accepts as typed.
@@ -147,7 +140,7 @@ int monthFromName(std::wstring_view name) {
         L"july",    L"august",   L"september", L"october", L"november", L"december"};
     for (std::size_t m = 0; m < full.size(); ++m) {
         std::wstring_view f(full[m]);
-        if (equalsNoCase(name, f) || equalsNoCase(name, f.substr(0, 3)))
+        if (lmhost::equalNoCase(name, f) || lmhost::equalNoCase(name, f.substr(0, 3)))
             return int(m) + 1;
     }
     return 0;
@@ -260,9 +253,9 @@ TypedEntry readTypedEntry(const std::wstring& typed, bool date1904) {
     std::wstring_view t = b == std::wstring::npos
                               ? std::wstring_view()
                               : std::wstring_view(typed).substr(b, last - b + 1);
-    if (equalsNoCase(t, L"TRUE") || equalsNoCase(t, L"FALSE")) {
+    if (lmhost::equalNoCase(t, L"TRUE") || lmhost::equalNoCase(t, L"FALSE")) {
         e.kind = TypedEntry::Kind::Boolean;
-        e.number = equalsNoCase(t, L"TRUE") ? 1 : 0;
+        e.number = lmhost::equalNoCase(t, L"TRUE") ? 1 : 0;
         return e;
     }
     if (!t.empty() &&

@@ -1,6 +1,8 @@
 // A workbook: opened from a file or bytes, or created blank; its sheets and defined names.
 #include "spreadsheet/WorkbookImpl.h"
 
+#include "sdk/WideFormat.h"
+
 #include "spreadsheet/Calculation.h"
 
 #include <filesystem>
@@ -185,7 +187,7 @@ std::unique_ptr<Workbook> Workbook::create(const std::wstring& name) {
 
 int Workbook::findSheet(const std::wstring& name) const {
     for (std::size_t i = 0; i < m_sheets.size(); ++i)
-        if (equalsNoCase(m_sheets[i]->name(), name))
+        if (lmhost::equalNoCase(m_sheets[i]->name(), name))
             return int(i);
     return -1;
 }
@@ -211,7 +213,7 @@ void Workbook::setActiveSheet(int index) {
 const DefinedName* Workbook::findName(const std::wstring& name, int scopeSheet) const {
     const DefinedName* global = nullptr;
     for (const auto& n : m_impl->names) {
-        if (!equalsNoCase(n.name, name))
+        if (!lmhost::equalNoCase(n.name, name))
             continue;
         if (n.scopeSheet == scopeSheet && scopeSheet >= 0)
             return &n;

@@ -127,7 +127,6 @@ struct WorkbookImpl {
 };
 
 // Small XML and text helpers shared by reading and writing (WorkbookXml.cpp).
-bool equalsNoCase(std::wstring_view a, std::wstring_view b);
 std::wstring stringItemText(pugi::xml_node item);
 std::wstring escapeText(std::wstring_view w);
 int intAttr(pugi::xml_attribute a, int fallback);

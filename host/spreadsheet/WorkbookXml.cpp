@@ -10,15 +10,6 @@
 
 namespace spreadsheet {
 
-bool equalsNoCase(std::wstring_view a, std::wstring_view b) {
-    if (a.size() != b.size())
-        return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (std::towlower(wint_t(a[i])) != std::towlower(wint_t(b[i])))
-            return false;
-    return true;
-}
-
 namespace {
 
 // `_xHHHH_` stands for the character with that code.

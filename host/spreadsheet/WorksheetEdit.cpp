@@ -1,6 +1,8 @@
 // Changing a sheet: typed entries into cells, the selection, and derived cell formats.
 #include "spreadsheet/WorkbookImpl.h"
 
+#include "sdk/WideFormat.h"
+
 #include "spreadsheet/Calculation.h"
 #include "spreadsheet/TypedEntry.h"
 
@@ -230,7 +232,7 @@ Status Worksheet::putTexts(int row, int col, const std::vector<std::vector<std::
             }
             int wantFormat = format;
             if (e.kind == TypedEntry::Kind::Number && e.formatId != 0 &&
-                equalsNoCase(code, L"General"))
+                lmhost::equalNoCase(code, L"General"))
                 wantFormat = e.formatId;
             bool wantQuoted = e.kind == TypedEntry::Kind::Empty ? quoted : e.quoted;
             if (wantFormat != format || wantQuoted != quoted) {

@@ -3,6 +3,7 @@
 #include "spreadsheet/WorkbookImpl.h"
 
 #include "spreadsheet/Calculation.h"
+#include "spreadsheet/TextMetrics.h"
 
 #include <algorithm>
 #include <charconv>

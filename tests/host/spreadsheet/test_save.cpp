@@ -1,7 +1,7 @@
 // Entering typed text, AutoFit, new workbooks and saving back to the file.
 #include "SheetTest.h"
 
-#include "spreadsheet/NumberFormat.h"
+#include "spreadsheet/TextMetrics.h"
 
 #include <zip.h>
 

@@ -1,7 +1,7 @@
 // Opening workbooks: sheets, saved views, names and lazy loading.
 #include "SheetTest.h"
 
-#include "spreadsheet/NumberFormat.h"
+#include "spreadsheet/TextMetrics.h"
 
 #include <filesystem>
 #include <fstream>
