@@ -5,7 +5,7 @@
 #include <deque>
 
 #include "acedads.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "sdk/control/SystemVariables.h"
 
 namespace managertest {
