@@ -102,6 +102,7 @@ Acad::ErrorStatus setCurrentSpace(AcDbDatabase* db, AcDbObjectId spaceId) {
     if (!db || !record || spaceId.database() != db || spaceId.isErased() || !record->data()->layout)
         return Acad::eInvalidInput;
     db->impl()->currentSpace = spaceId;
+    db->impl()->activeLayoutViewport = AcDbObjectId::kNull;
     return Acad::eOk;
 }
 

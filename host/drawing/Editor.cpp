@@ -447,7 +447,11 @@ AcEditor* acedEditorObject() {
 }
 
 AcDbObjectId acedGetCurViewportObjectId() {
-    return working()->impl()->viewport;
+    AcDbDatabase::Impl* impl = working()->impl();
+    if (impl->activeLayoutViewport.isValid() && !impl->activeLayoutViewport.isErased())
+        return impl->activeLayoutViewport;
+    // On a layout's paper no viewport is in use.
+    return impl->currentSpace == impl->modelSpace ? impl->viewport : AcDbObjectId::kNull;
 }
 
 // ---------------------------------------------------------------------------------------

@@ -34,6 +34,10 @@ struct AcDbDatabase::Impl {
     AcDbObjectId textStyle;
     AcDbObjectId tableStyle;
     AcDbObjectId viewport;
+    // The viewports placed on layouts, and the one the user works in through a layout (null
+    // when none is: in model space the model's viewport is current, on a layout's paper none).
+    std::vector<AcDbObjectId> layoutViewports;
+    AcDbObjectId activeLayoutViewport;
     double textSize = 0.2;
     AcGePoint3d ucsOrigin;
     AcGeVector3d ucsXAxis{1, 0, 0};

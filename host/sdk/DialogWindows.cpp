@@ -155,6 +155,11 @@ bool validIndex(HWND window, int index) {
     return window && index >= 0 && index < static_cast<int>(window->items.size());
 }
 
+// A combo with an edit field of its own, whose text need not be an item.
+bool editableCombo(const HWND__* window) {
+    return window && window->kind == Kind::Combo && (window->style & 0x3) == CBS_DROPDOWN;
+}
+
 // A long list shows its first items; the others are still there to be checked by text.
 constexpr size_t kShownItems = 100;
 
@@ -215,10 +220,13 @@ std::vector<std::wstring> describe(HWND dialog) {
         case Kind::ToolTip:
             continue;
         case Kind::Combo: {
-            line = id + L" combo " +
-                   (validIndex(c.get(), c->selection) ? quoted(c->items[c->selection].text)
-                                                      : std::wstring(L"(none)")) +
-                   L" of";
+            if (editableCombo(c.get()))
+                line = id + L" combo edit " + quoted(c->text) + L" of";
+            else
+                line = id + L" combo " +
+                       (validIndex(c.get(), c->selection) ? quoted(c->items[c->selection].text)
+                                                          : std::wstring(L"(none)")) +
+                       L" of";
             for (const Item& item : c->items)
                 line += L" " + quoted(item.text);
             break;
@@ -323,7 +331,12 @@ void CWnd::SetWindowText(const wchar_t* text) {
 }
 
 void CWnd::GetWindowText(CString& text) const {
-    text = m_hWnd ? m_hWnd->text.c_str() : L"";
+    // A drop-down list shows its selected item; other windows their own text.
+    if (m_hWnd && m_hWnd->kind == Kind::Combo && !editableCombo(m_hWnd))
+        text = validIndex(m_hWnd, m_hWnd->selection) ? m_hWnd->items[m_hWnd->selection].text.c_str()
+                                                     : L"";
+    else
+        text = m_hWnd ? m_hWnd->text.c_str() : L"";
 }
 
 BOOL CWnd::UpdateData(BOOL saveAndValidate) {
@@ -504,9 +517,13 @@ int CComboBox::SetCurSel(int index) {
         return CB_ERR;
     if (!validIndex(m_hWnd, index)) {
         m_hWnd->selection = -1;
+        if (editableCombo(m_hWnd))
+            m_hWnd->text.clear();
         return CB_ERR;
     }
     m_hWnd->selection = index;
+    if (editableCombo(m_hWnd))
+        m_hWnd->text = m_hWnd->items[index].text;
     return index;
 }
 
@@ -776,12 +793,20 @@ std::wstring apply(CDialog& dialog, const lmhost::DialogAction& action) {
         if (index < 0)
             return L"the control " + id + L" has no item " + quoted(action.text);
         c->selection = index;
+        if (editableCombo(c))
+            c->text = c->items[index].text;
         if (c->kind != Kind::ListView)
             dialog.OnCmdMsg(static_cast<UINT>(c->id),
                             c->kind == Kind::Combo ? CBN_SELCHANGE : LBN_SELCHANGE);
         return L"";
     }
     case DialogAction::Type:
+        if (editableCombo(c)) {
+            // Typed text is no choice from the list.
+            c->text = action.text;
+            c->selection = -1;
+            return L"";
+        }
         if (c->kind != Kind::Edit)
             return L"the control " + id + L" is no edit field";
         if (c->style & ES_READONLY)
@@ -905,6 +930,13 @@ void CFileDialog::OnOK() {
     if (typed.IsEmpty())
         return;
     std::wstring path = static_cast<const wchar_t*>(typed);
+    // The dialog hands out full paths: a typed relative name is taken from the working
+    // folder, as the dialog's own folder.
+    if (path[0] != L'/') {
+        char here[4096];
+        if (::getcwd(here, sizeof here))
+            path = lmhost::widen(here) + L"/" + path;
+    }
     size_t slash = path.find_last_of(L"/\\");
     std::wstring leaf = slash == std::wstring::npos ? path : path.substr(slash + 1);
     // A typed name without an extension gets the default one, unless it names something

@@ -185,3 +185,59 @@ void CStdioFile::Close() {
         throw new CFileException(causeOf(e, true), e, m_strFileName);
     }
 }
+
+// --- file status ---
+
+namespace {
+
+std::tm localOf(std::time_t time) {
+    std::tm local{};
+    localtime_r(&time, &local);
+    return local;
+}
+
+} // namespace
+
+int CTime::GetYear() const {
+    return localOf(m_time).tm_year + 1900;
+}
+int CTime::GetMonth() const {
+    return localOf(m_time).tm_mon + 1;
+}
+int CTime::GetDay() const {
+    return localOf(m_time).tm_mday;
+}
+int CTime::GetHour() const {
+    return localOf(m_time).tm_hour;
+}
+int CTime::GetMinute() const {
+    return localOf(m_time).tm_min;
+}
+int CTime::GetSecond() const {
+    return localOf(m_time).tm_sec;
+}
+
+BOOL CFile::GetStatus(const wchar_t* fileName, CFileStatus& status) {
+    if (!fileName || !*fileName)
+        return FALSE;
+    std::string name = lmhost::narrow(fileName);
+    struct stat info {};
+    if (::stat(name.c_str(), &info) != 0)
+        return FALSE;
+    status.m_ctime = CTime(info.st_ctime);
+    status.m_atime = CTime(info.st_atime);
+    status.m_mtime = CTime(info.st_mtime);
+    status.m_size = static_cast<long long>(info.st_size);
+    status.m_attribute = S_ISDIR(info.st_mode) ? 0x10 : 0;
+    if (::access(name.c_str(), W_OK) != 0)
+        status.m_attribute |= 0x01; // read-only
+    std::wstring full = fileName;
+    if (full[0] != L'/') {
+        char here[4096];
+        if (::getcwd(here, sizeof here))
+            full = lmhost::widen(here) + L"/" + full;
+    }
+    std::wcsncpy(status.m_szFullName, full.c_str(), MAX_PATH - 1);
+    status.m_szFullName[MAX_PATH - 1] = 0;
+    return TRUE;
+}

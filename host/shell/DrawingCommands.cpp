@@ -1,5 +1,6 @@
 // The host's commands that build and show a drawing: user parameters, tables, links and
 // other xdata, erasing, the UCS and the current space.
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -9,6 +10,7 @@
 #include "DrawingText.h"
 #include "Shell.h"
 #include "acdocman.h"
+#include "aced.h"
 #include "acedads.h"
 #include "acutads.h"
 #include "dbsymtb.h"
@@ -632,6 +634,104 @@ CommandResult switchToLayout(const Args& args) {
     return CommandResult::Ended;
 }
 
+// The number of a layout among the drawing's layouts, from 1; 0 for what is no layout.
+int layoutNumber(AcDbDatabase* db, AcDbObjectId space) {
+    std::vector<AcDbObjectId> layouts = layoutsOf(db);
+    auto it = std::find(layouts.begin(), layouts.end(), space);
+    return it == layouts.end() ? 0 : static_cast<int>(it - layouts.begin()) + 1;
+}
+
+std::wstring directionText(const AcGeVector3d& v) {
+    return formatNumber(v.x) + L"," + formatNumber(v.y) + L"," + formatNumber(v.z);
+}
+
+CommandResult setViewPoint(const Args& args) {
+    AcDbDatabase* db = currentDatabase();
+    if (!db)
+        return CommandResult::Failed;
+    AcDbObjectId current = acedGetCurViewportObjectId();
+    if (current.isNull())
+        return refuse(L"Paper space is seen in plan; MVIEW places a viewport, MSPACE enters it.");
+    AcDbObjectPointer<AcDbViewport> viewport(current, AcDb::kForWrite);
+    if (viewport.openStatus() != Acad::eOk)
+        return refuse(L"The current viewport cannot be changed now.");
+    if (args.empty()) {
+        say(L"The view direction is " + directionText(viewport->viewDirection()) + L".");
+        return CommandResult::Ended;
+    }
+    auto to = args.size() == 1 ? parsePoint(args[0]) : std::nullopt;
+    if (!to || AcGeVector3d(to->x, to->y, to->z).isZeroLength())
+        return refuse(L"VPOINT takes a view direction x,y,z (from the target towards the viewer).");
+    viewport->setViewDirection(AcGeVector3d(to->x, to->y, to->z));
+    say(L"The view direction is " + directionText(viewport->viewDirection()) + L".");
+    return CommandResult::Ended;
+}
+
+CommandResult placeViewport(const Args& args) {
+    AcDbDatabase* db = currentDatabase();
+    if (!db)
+        return CommandResult::Failed;
+    int layout = layoutNumber(db, db->currentSpaceId());
+    if (!layout || lmhost::activeViewportLayout(db).isValid())
+        return refuse(L"MVIEW places a viewport on a layout's paper (LAYOUT, or PSPACE).");
+    AcGeVector3d direction = AcGeVector3d::kZAxis;
+    if (!args.empty()) {
+        auto to = args.size() == 1 ? parsePoint(args[0]) : std::nullopt;
+        if (!to || AcGeVector3d(to->x, to->y, to->z).isZeroLength())
+            return refuse(L"MVIEW takes a view direction x,y,z, or none for the plan view.");
+        direction = AcGeVector3d(to->x, to->y, to->z);
+    }
+    AcDbObjectId id;
+    if (Acad::ErrorStatus es = lmhost::addLayoutViewport(db, db->currentSpaceId(), direction, id))
+        return refuse(std::wstring(L"No viewport was placed: ") + acadErrorStatusText(es) + L".");
+    say(lmhost::formatWide(L"Viewport %s on Layout%d looks along %s.", handleText(id).c_str(),
+                           layout, directionText(direction).c_str()));
+    return CommandResult::Ended;
+}
+
+CommandResult enterViewport(const Args& args) {
+    AcDbDatabase* db = currentDatabase();
+    if (!db)
+        return CommandResult::Failed;
+    AcDbObjectId layout = lmhost::activeViewportLayout(db);
+    if (layout.isNull())
+        layout = db->currentSpaceId();
+    int number = layoutNumber(db, layout);
+    std::vector<AcDbObjectId> viewports = lmhost::layoutViewportsOf(db, layout);
+    if (!number || viewports.empty())
+        return refuse(L"MSPACE works through a viewport of the current layout; MVIEW places one.");
+    AcDbObjectId chosen = viewports.front();
+    if (args.size() > 1)
+        return refuse(L"MSPACE takes a viewport's handle, or none for the first.");
+    if (!args.empty()) {
+        chosen = AcDbObjectId::kNull;
+        for (const AcDbObjectId& id : viewports)
+            if (lmhost::equalNoCase(handleText(id), args[0]))
+                chosen = id;
+        if (chosen.isNull())
+            return refuse(
+                lmhost::formatWide(L"Layout%d has no viewport %s.", number, args[0].c_str()));
+    }
+    lmhost::enterLayoutViewport(db, chosen);
+    say(lmhost::formatWide(L"Model space through viewport %s of Layout%d.",
+                           handleText(chosen).c_str(), number));
+    return CommandResult::Ended;
+}
+
+CommandResult leaveViewport(const Args& args) {
+    if (!args.empty())
+        return refuse(L"PSPACE takes no arguments.");
+    AcDbDatabase* db = currentDatabase();
+    if (!db)
+        return CommandResult::Failed;
+    AcDbObjectId layout = lmhost::activeViewportLayout(db);
+    if (layout.isNull())
+        return refuse(L"PSPACE leaves the viewport that MSPACE entered; none is.");
+    lmhost::setCurrentSpace(db, layout);
+    say(lmhost::formatWide(L"Layout%d is current.", layoutNumber(db, layout)));
+    return CommandResult::Ended;
+}
+
 } // namespace
 
 void registerDrawingCommands() {
@@ -675,6 +775,13 @@ void registerDrawingCommands() {
     registerHostCommand(L"MODEL", switchToModel, L"MODEL: make model space current");
     registerHostCommand(L"LAYOUT", switchToLayout,
                         L"LAYOUT [n | NEW]: make a layout current (Layout1 by default)");
+    registerHostCommand(L"VPOINT", setViewPoint,
+                        L"VPOINT [x,y,z]: show or set the current viewport's view direction");
+    registerHostCommand(L"MVIEW", placeViewport,
+                        L"MVIEW [x,y,z]: place a viewport on the current layout");
+    registerHostCommand(L"MSPACE", enterViewport,
+                        L"MSPACE [handle]: work in model space through a viewport of the layout");
+    registerHostCommand(L"PSPACE", leaveViewport, L"PSPACE: back to the layout's paper");
     registerBlockCommands();
 }
 

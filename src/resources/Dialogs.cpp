@@ -114,6 +114,34 @@ const DLGRESOURCE kManagerDialog = {IDD_PARAMETERS_MANAGER,
                                     kManagerItems,
                                     static_cast<int>(sizeof kManagerItems / sizeof *kManagerItems)};
 
+constexpr DWORD kTypedField = ES_LEFT | ES_AUTOHSCROLL | WS_BORDER | WS_TABSTOP | kShown;
+
+const DLGITEMRESOURCE kPickExcelCellItems[] = {
+    {L"STATIC", L"Workbook:", -1, kLabel, 7, 7, 36, 8},
+    {L"EDIT", L"", IDC_WORKBOOK, kTypedField, 49, 7, 143, 14},
+    {L"BUTTON", L"...", IDC_BROWSE_WORKBOOK, kPushButton, 198, 7, 15, 14},
+    {L"STATIC", L"Worksheet:", -1, kLabel, 5, 37, 38, 8},
+    {L"COMBOBOX", L"", IDC_WORKSHEET, CBS_DROPDOWN | CBS_SORT | WS_VSCROLL | WS_TABSTOP | kShown,
+     49, 33, 143, 68},
+    {L"STATIC", L"Cell:", -1, kLabel, 28, 60, 15, 8},
+    {L"EDIT", L"", IDC_CELL, kTypedField, 49, 57, 61, 14},
+    {L"BUTTON", L"Get Active Cell", IDC_GET_ACTIVE_CELL, kPushButton, 121, 58, 71, 14},
+    {L"BUTTON", L"Use Cell Name", IDC_USE_CELL_NAME, kCheck, 49, 83, 61, 10},
+    {L"STATIC", L"Path Type:", -1, kLabel, 7, 108, 36, 8},
+    {L"COMBOBOX", L"", IDC_PATH_TYPE, CBS_DROPDOWNLIST | WS_VSCROLL | WS_TABSTOP | kShown, 49, 106,
+     76, 45},
+    {L"BUTTON", L"OK", IDOK, BS_DEFPUSHBUTTON | WS_TABSTOP | kShown, 41, 137, 50, 14},
+    {L"BUTTON", L"Cancel", IDCANCEL, kPushButton, 127, 137, 50, 14},
+};
+
+const DLGRESOURCE kPickExcelCellDialog = {
+    IDD_PICK_EXCEL_CELL,
+    L"Select an Excel Cell",
+    220,
+    158,
+    kPickExcelCellItems,
+    static_cast<int>(sizeof kPickExcelCellItems / sizeof *kPickExcelCellItems)};
+
 const DLGITEMRESOURCE kDynamicBlockItems[] = {
     {L"STATIC", L"Block:", -1, kLabel, 21, 10, 21, 8},
     {L"EDIT", L"", IDC_DYNA_BLOCK_NAME, kShownField, 48, 7, 98, 14},
@@ -137,6 +165,7 @@ const DLGRESOURCE kDynamicBlockDialog = {
 DIALOG_RESOURCE(kExportDialog);
 DIALOG_RESOURCE(kManagerDialog);
 DIALOG_RESOURCE(kImportDialog);
+DIALOG_RESOURCE(kPickExcelCellDialog);
 DIALOG_RESOURCE(kDynamicBlockDialog);
 
 } // namespace

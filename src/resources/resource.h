@@ -41,6 +41,16 @@
 #define IDC_BLOCK_NAME 141
 #define IDC_REMOVE_ALL_LINKS 142
 
+// Select an Excel Cell
+#define IDD_PICK_EXCEL_CELL 106
+#define IDC_WORKBOOK 124
+#define IDC_BROWSE_WORKBOOK 125
+#define IDC_CELL 127
+#define IDC_GET_ACTIVE_CELL 128
+#define IDC_USE_CELL_NAME 129
+#define IDC_PATH_TYPE 131
+#define IDC_WORKSHEET 132
+
 // Dynamic Block
 #define IDD_DYNAMIC_BLOCK 105
 #define IDC_DYNA_HANDLE 108

@@ -7,6 +7,7 @@
 #include "links/LinkOperations.h"
 #include "links/UpdateCommand.h"
 #include "rxmfcapi.h"
+#include "ui/PickExcelCellDialog.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ BEGIN_MESSAGE_MAP(CParametersManagerDialog, CAcUiDialog)
 ON_BN_CLICKED(IDC_PICK_TABLE_CELL, pickTableCell)
 ON_BN_CLICKED(IDC_ADD_LINK, addSelectedLink)
 ON_BN_CLICKED(IDC_REMOVE_LINK, removeSelectedLink)
+ON_BN_CLICKED(IDC_PICK_EXCEL_CELL, pickExcelCell)
 ON_BN_CLICKED(IDC_PICK_DYNAMIC_BLOCK, pickDynamicBlock)
 ON_BN_CLICKED(IDC_EXPORT_LINKS, exportLinks)
 ON_BN_CLICKED(IDC_IMPORT_LINKS, importLinks)
@@ -143,6 +145,16 @@ void CParametersManagerDialog::removeAllLinks() {
         removeLink(linksList.GetItemText(row, 0), linksList.GetItemText(row, 1));
         linksList.DeleteItem(row);
     }
+}
+
+void CParametersManagerDialog::pickExcelCell() {
+    // A new dialog for each press, so that no field remembers the last pick.
+    CPickExcelCellDialog dialog(this);
+    if (dialog.DoModal() != IDOK)
+        return;
+    cellExpression =
+        ComposeCellExpression(dialog.workbook, dialog.worksheet, dialog.cell, dialog.pathType);
+    UpdateData(FALSE);
 }
 
 void CParametersManagerDialog::exportLinks() {

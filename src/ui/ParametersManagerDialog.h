@@ -30,6 +30,7 @@ protected:
     void pickTableCell();
     void addSelectedLink();
     void removeSelectedLink();
+    void pickExcelCell();
     void pickDynamicBlock();
     void exportLinks();
     void importLinks();

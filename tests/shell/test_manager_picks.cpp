@@ -63,4 +63,32 @@ TEST_F(ShellTest, AScriptWhosePickPathIsWrongStopsThere) {
         << r.errors;
 }
 
+TEST_F(ShellTest, ThroughALayoutViewportThePickLooksAlongThatViewportsDirection) {
+    // The table lies 2 above the plane of the click; looking along 1,0,1 the click at x=1
+    // meets it at x=3, in column B.
+    ProgramRun r = run("PARAM d1 10\nTABLE 3 3 0,0,2\nTABLEDIT D A1 5\nTABLEDIT D B1 8\n"
+                       "LAYOUT\nVPOINT\nMVIEW 1,0,1\nMSPACE\nVPOINT\n"
+                       "Lmesh_LinkParameters\n> choose 101 d1\n> press 103\n1,-0.25\n"
+                       "> press 104\n> press 1\nPSPACE\nMODEL\nVPOINT\n");
+    EXPECT_EQ(r.exitCode, 2) << "VPOINT on paper is refused, and a script stops there";
+    EXPECT_NE(r.errors.find("script.scr:6: the command failed"), std::string::npos) << r.errors;
+    r = run("PARAM d1 10\nTABLE 3 3 0,0,2\nTABLEDIT D A1 5\nTABLEDIT D B1 8\n"
+            "LAYOUT\nMVIEW 1,0,1\nMSPACE\nVPOINT\n"
+            "Lmesh_LinkParameters\n> choose 101 d1\n> press 103\n1,-0.25\n"
+            "> press 104\n> press 1\nPSPACE\nMODEL\nVPOINT\nPARAMS\n");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_NE(r.transcript.find("\nCommand: LAYOUT\nLayout1 is current."
+                                "\nCommand: MVIEW 1,0,1\nViewport E on Layout1 looks along 1,0,1."
+                                "\nCommand: MSPACE\nModel space through viewport E of Layout1."
+                                "\nCommand: VPOINT\nThe view direction is 1,0,1."),
+              std::string::npos)
+        << r.transcript;
+    EXPECT_NE(r.transcript.find("\nCommand: PSPACE\nLayout1 is current."
+                                "\nCommand: MODEL\nModel space is current."
+                                "\nCommand: VPOINT\nThe view direction is 0,0,1."
+                                "\nCommand: PARAMS\nd1 = 8 = 8.0000"),
+              std::string::npos)
+        << r.transcript;
+}
+
 } // namespace

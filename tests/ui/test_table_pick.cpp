@@ -4,7 +4,9 @@
 
 #include <deque>
 
+#include "aced.h"
 #include "acedads.h"
+#include "drawing/control/Editor.h"
 #include "drawing/control/Input.h"
 #include "sdk/control/SystemVariables.h"
 
@@ -193,6 +195,33 @@ TEST_F(TablePick, TheViewDirectionOfTheCurrentViewportDecides) {
     // Straight down the click would be in A1; along the view it meets the table 2 further.
     click(1.0, -0.25);
     EXPECT_EQ(pickCell(), cell(table, L"$B$1"));
+}
+
+TEST_F(TablePick, ThroughALayoutViewportItsOwnViewDirectionDecides) {
+    AcDbObjectId table = linktest::addTable(3, 3);
+    move(table, AcGePoint3d(0, 0, 2));
+    AcDbObjectId viewport;
+    ASSERT_EQ(lmhost::addLayoutViewport(database(), lmhost::paperSpaceId(database()),
+                                        AcGeVector3d(1, 0, 1), viewport),
+              Acad::eOk);
+    ASSERT_EQ(lmhost::enterLayoutViewport(database(), viewport), Acad::eOk);
+    // The model's own viewport still looks straight down; the layout's viewport is in use.
+    click(1.0, -0.25);
+    EXPECT_EQ(pickCell(), cell(table, L"$B$1"));
+}
+
+TEST_F(TablePick, OnALayoutsPaperNoViewportIsInUseAndTheZAxisStands) {
+    {
+        AcDbObjectPointer<AcDbViewport> model(acedGetCurViewportObjectId(), AcDb::kForWrite);
+        ASSERT_EQ(model.openStatus(), Acad::eOk);
+        model->setViewDirection(AcGeVector3d(1, 0, 1));
+    }
+    AcDbObjectId table = linktest::addTable(3, 3, lmhost::paperSpaceId(database()));
+    move(table, AcGePoint3d(0, 0, 2));
+    ASSERT_EQ(lmhost::setCurrentSpace(database(), lmhost::paperSpaceId(database())), Acad::eOk);
+    ASSERT_TRUE(acedGetCurViewportObjectId().isNull());
+    click(1.0, -0.25);
+    EXPECT_EQ(pickCell(), cell(table, L"$A$1"));
 }
 
 TEST_F(TablePick, OnlyTablesOfTheCurrentSpaceAreHit) {

@@ -33,6 +33,19 @@ Acad::ErrorStatus setCurrentSpace(AcDbDatabase* database, AcDbObjectId spaceId);
 AcDbObjectId modelSpaceId(AcDbDatabase* database);
 AcDbObjectId paperSpaceId(AcDbDatabase* database);
 
+// Viewports on layouts. Model space has one viewport of its own, current while model space is;
+// on a layout's paper no viewport is current (paper is seen in plan). A viewport placed on a
+// layout looks at model space along its own view direction; entering it makes model space the
+// current space and that viewport the current one, until a space is made current again.
+// Layout viewports live for the session: a drawing file keeps the model's viewport only.
+Acad::ErrorStatus addLayoutViewport(AcDbDatabase* database, AcDbObjectId layoutId,
+                                    const AcGeVector3d& viewDirection, AcDbObjectId& viewportId);
+Acad::ErrorStatus enterLayoutViewport(AcDbDatabase* database, AcDbObjectId viewportId);
+// The viewports of a layout, in the order they were placed.
+std::vector<AcDbObjectId> layoutViewportsOf(AcDbDatabase* database, AcDbObjectId layoutId);
+// The layout whose viewport the user works in; null when none.
+AcDbObjectId activeViewportLayout(AcDbDatabase* database);
+
 // Lets AcDbAssocManager::initialize and AcDbAssocNetwork::getInstanceFromObject fail, as
 // they do on a host whose framework is not loaded.
 void setAssocFrameworkAvailable(bool available);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <ctime>
 
 #include "afxdisp.h"
 #include "afxwin.h"
@@ -35,8 +36,39 @@ public:
     CString m_strFileName;
 };
 
+// A moment as the C runtime counts it, read in local time.
+class CTime {
+public:
+    CTime() = default;
+    explicit CTime(std::time_t time) : m_time(time) {}
+    static CTime GetCurrentTime() { return CTime(std::time(nullptr)); }
+    std::time_t GetTime() const { return m_time; }
+    int GetYear() const;
+    int GetMonth() const;
+    int GetDay() const;
+    int GetHour() const;
+    int GetMinute() const;
+    int GetSecond() const;
+
+private:
+    std::time_t m_time = 0;
+};
+
+// What CFile::GetStatus tells of a file.
+struct CFileStatus {
+    CTime m_ctime;
+    CTime m_atime;
+    CTime m_mtime;
+    long long m_size = 0;
+    BYTE m_attribute = 0;
+    wchar_t m_szFullName[MAX_PATH] = {0};
+};
+
 class CFile {
 public:
+    // The file's times, size and full name; FALSE when there is no such file.
+    static BOOL GetStatus(const wchar_t* fileName, CFileStatus& status);
+
     enum OpenFlags : UINT {
         modeRead = 0x0000,
         modeWrite = 0x0001,

@@ -21,6 +21,7 @@
 #define LBS_SORT 0x0002L
 #define LBS_OWNERDRAWFIXED 0x0010L
 #define LBS_HASSTRINGS 0x0040L
+#define CBS_DROPDOWN 0x0002L
 #define CBS_DROPDOWNLIST 0x0003L
 #define CBS_SORT 0x0100L
 #define SS_LEFT 0x0L
@@ -191,6 +192,8 @@ public:
     int GetCheck(int index) const;
 };
 
+// A combo box: a drop-down list, or with CBS_DROPDOWN a list under an edit field whose text
+// (GetWindowText, SetWindowText) may be any text the user types.
 class CComboBox : public CWnd {
 public:
     int GetCount() const;
@@ -201,7 +204,8 @@ public:
     // (-1 for the whole list); CB_ERR when none.
     int FindStringExact(int start, const wchar_t* text) const;
     int GetCurSel() const;
-    // CB_ERR for an index outside the list, which also clears the selection.
+    // CB_ERR for an index outside the list, which also clears the selection. The edit field
+    // of a drop-down combo takes the item's text.
     int SetCurSel(int index);
 };
 

@@ -22,6 +22,9 @@ BOOL PathAppendW(LPWSTR pszPath, LPCWSTR pszMore);
 // fit in MAX_PATH characters; nothing is ever cut to fit.
 BOOL PathCanonicalizeW(LPWSTR pszBuf, LPCWSTR pszPath);
 
+#ifndef FILE_ATTRIBUTE_NORMAL
+#define FILE_ATTRIBUTE_NORMAL 0x00000080
+#endif
 #ifndef FILE_ATTRIBUTE_DIRECTORY
 #define FILE_ATTRIBUTE_DIRECTORY 0x00000010
 #endif

@@ -350,6 +350,37 @@ TEST_F(DrawingTest, RunningSnapsTakeAClickToTheNearestPointWithinTheAperture) {
     EXPECT_EQ(clickAt(-0.9, 0.1), P(-0.9, 0.1));
 }
 
+TEST_F(DrawingTest, TheCurrentViewportFollowsTheSpaceAndTheViewportEntered) {
+    AcDbObjectId modelViewport = acedGetCurViewportObjectId();
+    ASSERT_TRUE(modelViewport.isValid());
+    AcDbObjectId layout2;
+    ASSERT_EQ(drawing::addLayout(db(), layout2), Acad::eOk);
+    AcDbObjectId tilted, plan;
+    ASSERT_EQ(lmhost::addLayoutViewport(db(), paper(), AcGeVector3d(1, 1, 1), tilted), Acad::eOk);
+    ASSERT_EQ(lmhost::addLayoutViewport(db(), layout2, AcGeVector3d::kZAxis, plan), Acad::eOk);
+    EXPECT_EQ(lmhost::addLayoutViewport(db(), model(), AcGeVector3d::kZAxis, plan),
+              Acad::eInvalidInput)
+        << "model space has its own";
+    EXPECT_EQ(lmhost::addLayoutViewport(db(), layout2, AcGeVector3d(), plan), Acad::eInvalidInput);
+    EXPECT_EQ(lmhost::layoutViewportsOf(db(), paper()), std::vector<AcDbObjectId>{tilted});
+
+    ASSERT_EQ(lmhost::setCurrentSpace(db(), paper()), Acad::eOk);
+    EXPECT_TRUE(acedGetCurViewportObjectId().isNull()) << "paper is seen in plan";
+    ASSERT_EQ(lmhost::enterLayoutViewport(db(), tilted), Acad::eOk);
+    EXPECT_EQ(acedGetCurViewportObjectId(), tilted);
+    EXPECT_EQ(db()->currentSpaceId(), model()) << "through a viewport the user works in the model";
+    EXPECT_EQ(lmhost::activeViewportLayout(db()), paper());
+    {
+        AcDbObjectPointer<AcDbViewport> viewport(acedGetCurViewportObjectId(), AcDb::kForRead);
+        ASSERT_EQ(viewport.openStatus(), Acad::eOk);
+        EXPECT_TRUE(viewport->viewDirection().isEqualTo(AcGeVector3d(1, 1, 1)));
+    }
+    ASSERT_EQ(lmhost::setCurrentSpace(db(), model()), Acad::eOk);
+    EXPECT_EQ(acedGetCurViewportObjectId(), modelViewport);
+    EXPECT_TRUE(lmhost::activeViewportLayout(db()).isNull());
+    EXPECT_EQ(lmhost::enterLayoutViewport(db(), modelViewport), Acad::eInvalidInput);
+}
+
 TEST_F(DrawingTest, UcsTakesPointsToWorldCoordinates) {
     AcGeMatrix3d m;
     ASSERT_TRUE(acdbUcsMatrix(m, db()));
