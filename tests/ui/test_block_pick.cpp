@@ -6,7 +6,7 @@
 #include <deque>
 
 #include "drawing/Blocks.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "frame/ResourceOverride.h"
 #include "ui/DrawingPicks.h"
 #include "ui/DynaBlockParameterDialog.h"
