@@ -706,7 +706,7 @@ CommandResult enterViewport(const Args& args) {
     if (!args.empty()) {
         chosen = AcDbObjectId::kNull;
         for (const AcDbObjectId& id : viewports)
-            if (sameText(handleText(id), args[0]))
+            if (lmhost::equalNoCase(handleText(id), args[0]))
                 chosen = id;
         if (chosen.isNull())
             return refuse(
