@@ -16,7 +16,7 @@
 #include "exchange/ImportParameters.h"
 #include "sdk/control/Dialogs.h"
 #include "sdk/control/HostControl.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "spreadsheet/ExcelControl.h"
 #include "spreadsheet/Workbook.h"
 #include "testkit/XlsxBuilder.h"

@@ -9,7 +9,7 @@
 #include "drawing/ExpressionFunctions.h"
 #include "drawing/ParameterExpression.h"
 #include "sdk/Database.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 
 #include <cmath>
 #include <optional>

@@ -7,8 +7,9 @@
 
 #include "acutads.h"
 #include "dbtable.h"
+#include "drawing/DrawingModel.h"
 #include "sdk/Database.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "windows.h"
 
 ACRX_DEFINE_MEMBERS(AcDbBlockTableRecord, AcDbSymbolTableRecord)
@@ -54,74 +55,6 @@ Acad::ErrorStatus writable(AcDbObject* object) {
 }
 
 } // namespace
-
-// ---------------------------------------------------------------------------------------
-// The database's drawing-wide settings
-
-AcDbObjectId AcDbDatabase::blockTableId() const {
-    return m_impl->blockTable;
-}
-AcDbObjectId AcDbDatabase::textStyleTableId() const {
-    return m_impl->textStyleTable;
-}
-AcDbObjectId AcDbDatabase::currentSpaceId() const {
-    return m_impl->currentSpace;
-}
-AcDbObjectId AcDbDatabase::tablestyle() const {
-    return m_impl->tableStyle;
-}
-Acad::ErrorStatus AcDbDatabase::setTablestyle(AcDbObjectId styleId) {
-    if (styleId.isNull())
-        return Acad::eNullObjectId;
-    if (styleId.database() != this || !peek<AcDbTableStyle>(styleId))
-        return Acad::eWrongObjectType;
-    m_impl->tableStyle = styleId;
-    return Acad::eOk;
-}
-AcDbObjectId AcDbDatabase::textstyle() const {
-    return m_impl->textStyle;
-}
-Acad::ErrorStatus AcDbDatabase::setTextstyle(AcDbObjectId styleId) {
-    if (styleId.isNull())
-        return Acad::eNullObjectId;
-    if (styleId.database() != this || !peek<AcDbTextStyleTableRecord>(styleId))
-        return Acad::eWrongObjectType;
-    m_impl->textStyle = styleId;
-    return Acad::eOk;
-}
-double AcDbDatabase::textsize() const {
-    return m_impl->textSize;
-}
-Acad::ErrorStatus AcDbDatabase::setTextsize(double size) {
-    if (!(size > 0) || !std::isfinite(size))
-        return Acad::eInvalidInput;
-    m_impl->textSize = size;
-    return Acad::eOk;
-}
-AcGePoint3d AcDbDatabase::ucsorg() const {
-    return m_impl->ucsOrigin;
-}
-AcGeVector3d AcDbDatabase::ucsxdir() const {
-    return m_impl->ucsXAxis;
-}
-AcGeVector3d AcDbDatabase::ucsydir() const {
-    return m_impl->ucsYAxis;
-}
-Acad::ErrorStatus AcDbDatabase::setUcs(const AcGePoint3d& origin, const AcGeVector3d& xAxis,
-                                       const AcGeVector3d& yAxis) {
-    if (xAxis.isZeroLength() || yAxis.isZeroLength() ||
-        std::fabs(xAxis.normal().dotProduct(yAxis.normal())) > 1e-9)
-        return Acad::eInvalidInput;
-    // An axis of unit length is kept as given: normalising it again can move its last bit, and
-    // a drawing read back from its file must hold the axes it was saved with.
-    auto unit = [](const AcGeVector3d& v) {
-        return std::fabs(v.length() - 1.0) <= 1e-12 ? v : v.normal();
-    };
-    m_impl->ucsOrigin = origin;
-    m_impl->ucsXAxis = unit(xAxis);
-    m_impl->ucsYAxis = unit(yAxis);
-    return Acad::eOk;
-}
 
 namespace lmhost {
 

@@ -20,7 +20,7 @@
 #include "sdk/Database.h"
 #include "sdk/ResultBuffers.h"
 #include "sdk/WideFormat.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "windows.h"
 
 namespace drawing {

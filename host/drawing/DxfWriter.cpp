@@ -15,7 +15,7 @@
 #include "sdk/Database.h"
 #include "sdk/ResultBuffers.h"
 #include "sdk/WideFormat.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "sdk/control/SystemVariables.h"
 #include "acutads.h"
 #include "windows.h"

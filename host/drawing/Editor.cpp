@@ -16,9 +16,9 @@
 #include "dbapserv.h"
 #include "drawing/Blocks.h"
 #include "sdk/Database.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "sdk/control/HostControl.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "windows.h"
 
 ACRX_DEFINE_MEMBERS(AcEditorReactor, AcRxObject)

@@ -5,7 +5,7 @@
 #include "dbsymtb.h"
 #include "drawing/Blocks.h"
 #include "sdk/Database.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 
 namespace lmhost {
 

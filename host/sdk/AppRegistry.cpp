@@ -16,6 +16,7 @@
 #include "dbmain.h"
 #include "rxregsvc.h"
 #include "sdk/control/Applications.h"
+#include "sdk/control/Parts.h"
 
 ACRX_DEFINE_MEMBERS(AcRxDictionary, AcRxObject)
 ACRX_DEFINE_MEMBERS(AcRxDynamicLinker, AcRxObject)
@@ -77,7 +78,6 @@ struct SysRegistry {
     SysRegistry() {
         dictionary.atPut(ACRX_DYNAMIC_LINKER, &linker);
         dictionary.atPut(ACRX_COMMAND_DOCK, &commands);
-        dictionary.atPut(ACRX_T("AcEditor"), acedEditorObject());
     }
 };
 
@@ -96,8 +96,7 @@ struct ClassRegistry {
              {AcRxObject::desc(), AcDbObject::desc(), AcDbEntity::desc(), AcDbDatabase::desc(),
               AcDbDatabaseReactor::desc(), AcRxDictionary::desc(), AcRxDynamicLinker::desc(),
               AcEdCommandStack::desc(), AcEdCommand::desc(), AcApDocManager::desc(),
-              AcApDocument::desc(), AcApDocManagerReactor::desc(), AcEditor::desc(),
-              AcEditorReactor::desc()})
+              AcApDocument::desc(), AcApDocManagerReactor::desc()})
             byName[c->name()] = c;
     }
 };
@@ -108,6 +107,11 @@ ClassRegistry& classRegistry() {
 }
 
 } // namespace
+
+void lmhost::registerRuntimeClass(AcRxClass* cls) {
+    if (cls)
+        classRegistry().byName[cls->name()] = cls;
+}
 
 AcRxDictionary* acrxSysRegistry() {
     return &sysRegistry().dictionary;

@@ -1,5 +1,6 @@
 #include "Database.h"
 
+#include <cmath>
 #include <cwchar>
 #include <cwctype>
 #include <stdexcept>
@@ -8,6 +9,7 @@
 #include "acutads.h"
 #include "dbapserv.h"
 #include "dbsymtb.h"
+#include "sdk/control/Parts.h"
 #include "sdk/control/WorkingDatabase.h"
 #include "windows.h"
 
@@ -399,6 +401,19 @@ Acad::ErrorStatus acdbGetObjectId(AcDbObjectId& id, const ads_name name) {
 // ---------------------------------------------------------------------------------------
 // The database
 
+namespace {
+
+lmhost::DrawingBuilder& drawingBuilder() {
+    static lmhost::DrawingBuilder build = nullptr;
+    return build;
+}
+
+} // namespace
+
+void lmhost::setDefaultDrawingBuilder(DrawingBuilder build) {
+    drawingBuilder() = build;
+}
+
 AcDbDatabase::AcDbDatabase(bool buildDefaultDrawing, bool) : m_impl(new Impl) {
     // The registered-application table exists in every database, with ACAD in it.
     auto* regApps = new AcDbRegAppTable;
@@ -410,8 +425,8 @@ AcDbDatabase::AcDbDatabase(bool buildDefaultDrawing, bool) : m_impl(new Impl) {
         acad->close();
     }
     regApps->close();
-    if (buildDefaultDrawing)
-        lmhost::buildDefaultDrawing(this);
+    if (buildDefaultDrawing && drawingBuilder())
+        drawingBuilder()(this);
 }
 
 AcDbDatabase::~AcDbDatabase() {
@@ -422,6 +437,89 @@ AcDbDatabase::~AcDbDatabase() {
         delete object;
     }
     delete m_impl;
+}
+
+namespace {
+
+// The style classes belong to the drawing model above; the database knows them by name.
+bool holdsKindOf(AcDbObjectId id, const wchar_t* className) {
+    AcDbStub* stub = id.stub();
+    if (!stub || !stub->object)
+        return false;
+    for (AcRxClass* c = stub->object->isA(); c; c = c->myParent())
+        if (std::wcscmp(c->name(), className) == 0)
+            return true;
+    return false;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------------------
+// The database's drawing-wide settings
+
+AcDbObjectId AcDbDatabase::blockTableId() const {
+    return m_impl->blockTable;
+}
+AcDbObjectId AcDbDatabase::textStyleTableId() const {
+    return m_impl->textStyleTable;
+}
+AcDbObjectId AcDbDatabase::currentSpaceId() const {
+    return m_impl->currentSpace;
+}
+AcDbObjectId AcDbDatabase::tablestyle() const {
+    return m_impl->tableStyle;
+}
+Acad::ErrorStatus AcDbDatabase::setTablestyle(AcDbObjectId styleId) {
+    if (styleId.isNull())
+        return Acad::eNullObjectId;
+    if (styleId.database() != this || !holdsKindOf(styleId, L"AcDbTableStyle"))
+        return Acad::eWrongObjectType;
+    m_impl->tableStyle = styleId;
+    return Acad::eOk;
+}
+AcDbObjectId AcDbDatabase::textstyle() const {
+    return m_impl->textStyle;
+}
+Acad::ErrorStatus AcDbDatabase::setTextstyle(AcDbObjectId styleId) {
+    if (styleId.isNull())
+        return Acad::eNullObjectId;
+    if (styleId.database() != this || !holdsKindOf(styleId, L"AcDbTextStyleTableRecord"))
+        return Acad::eWrongObjectType;
+    m_impl->textStyle = styleId;
+    return Acad::eOk;
+}
+double AcDbDatabase::textsize() const {
+    return m_impl->textSize;
+}
+Acad::ErrorStatus AcDbDatabase::setTextsize(double size) {
+    if (!(size > 0) || !std::isfinite(size))
+        return Acad::eInvalidInput;
+    m_impl->textSize = size;
+    return Acad::eOk;
+}
+AcGePoint3d AcDbDatabase::ucsorg() const {
+    return m_impl->ucsOrigin;
+}
+AcGeVector3d AcDbDatabase::ucsxdir() const {
+    return m_impl->ucsXAxis;
+}
+AcGeVector3d AcDbDatabase::ucsydir() const {
+    return m_impl->ucsYAxis;
+}
+Acad::ErrorStatus AcDbDatabase::setUcs(const AcGePoint3d& origin, const AcGeVector3d& xAxis,
+                                       const AcGeVector3d& yAxis) {
+    if (xAxis.isZeroLength() || yAxis.isZeroLength() ||
+        std::fabs(xAxis.normal().dotProduct(yAxis.normal())) > 1e-9)
+        return Acad::eInvalidInput;
+    // An axis of unit length is kept as given: normalising it again can move its last bit, and
+    // a drawing read back from its file must hold the axes it was saved with.
+    auto unit = [](const AcGeVector3d& v) {
+        return std::fabs(v.length() - 1.0) <= 1e-12 ? v : v.normal();
+    };
+    m_impl->ucsOrigin = origin;
+    m_impl->ucsXAxis = unit(xAxis);
+    m_impl->ucsYAxis = unit(yAxis);
+    return Acad::eOk;
 }
 
 Acad::ErrorStatus AcDbDatabase::getAcDbObjectId(AcDbObjectId& id, bool, const AcDbHandle& handle,

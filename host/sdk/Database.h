@@ -25,7 +25,7 @@ struct AcDbDatabase::Impl {
     AcDbObjectId regAppTable;
     mutable std::vector<AcDbDatabaseReactor*> reactors;
 
-    // The drawing (host/drawing fills these for a default drawing).
+    // The drawing (the drawing model fills these for a default drawing).
     AcDbObjectId blockTable;
     AcDbObjectId modelSpace;
     AcDbObjectId paperSpace;
@@ -56,12 +56,6 @@ struct AcDbDatabase::Impl {
             f(r);
     }
 };
-
-namespace lmhost {
-// Fills a new database with what every drawing has: block table with model and paper
-// space, text styles, the standard table style, the current viewport.
-void buildDefaultDrawing(AcDbDatabase* database);
-} // namespace lmhost
 
 // The host's own access to an object's open state, for its other parts.
 struct AcDbObjectAccess {

@@ -1,14 +1,16 @@
 #include "sdk/control/HostControl.h"
 
 #include <cstdarg>
+#include <algorithm>
 #include <deque>
+#include <vector>
 
 #include "WideFormat.h"
 #include "acutads.h"
 #include "afx.h"
 #include "afxwin.h"
 #include "rxmfcapi.h"
-#include "sdk/control/Editor.h"
+#include "sdk/control/Parts.h"
 #include "sdk/control/SystemVariables.h"
 #include "sdk/control/WorkingDatabase.h"
 #include "windows.h"
@@ -93,6 +95,21 @@ const wchar_t* hostApplicationTitle() {
     return L"AutoCAD";
 }
 
+namespace {
+
+std::vector<void (*)()>& resetSteps() {
+    static std::vector<void (*)()> steps;
+    return steps;
+}
+
+} // namespace
+
+void addResetStep(void (*step)()) {
+    auto& steps = resetSteps();
+    if (step && std::find(steps.begin(), steps.end(), step) == steps.end())
+        steps.push_back(step);
+}
+
 void resetHost() {
     HostLog& log = hostLog();
     log.commandLine.clear();
@@ -100,7 +117,8 @@ void resetHost() {
     log.answers.clear();
     resetSystemVariables();
     resetWorkingDatabase();
-    resetEditor();
+    for (void (*step)() : resetSteps())
+        step();
 }
 
 void print(const std::wstring& text) {

@@ -20,7 +20,7 @@
 #include "drawing/UnitFormatting.h"
 #include "sdk/WideFormat.h"
 #include "sdk/control/Documents.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "sdk/control/HostControl.h"
 #include "spreadsheet/CellRef.h"
 

@@ -15,7 +15,7 @@
 #include "excel/ExcelUtils.h"
 #include "links/LinkDrawing.h"
 #include "sdk/control/Dialogs.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "sdk/control/Registry.h"
 #include "support/Registry.h"
 

@@ -11,7 +11,7 @@
 #include "drawing/Blocks.h"
 #include "exchange/ADNAssocSampleUtils.h"
 #include "links/LinkDrawing.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 
 using namespace linktest;
 using ::testing::ElementsAre;

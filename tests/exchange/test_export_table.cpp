@@ -9,7 +9,7 @@
 #include "exchange/ExchangeFixture.h"
 #include "exchange/ExportParameters.h"
 #include "exchange/ExportRows.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "testkit/Transcript.h"
 
 using namespace exchangetest;

@@ -9,7 +9,7 @@
 #include "dbapserv.h"
 #include "exchange/ADNAssocSampleUtils.h"
 #include "links/LinkDrawing.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 
 using namespace linktest;
 

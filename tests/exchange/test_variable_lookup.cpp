@@ -9,7 +9,7 @@
 #include "exchange/ADNAssocSampleUtils.h"
 #include "exchange/VariableLookup.h"
 #include "links/LinkDrawing.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 
 using namespace linktest;
 

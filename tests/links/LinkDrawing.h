@@ -14,7 +14,7 @@
 #include "dbtable.h"
 #include "links/LinkStore.h"
 #include "links/LiveRefresh.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "testkit/Transcript.h"
 
 namespace linktest {

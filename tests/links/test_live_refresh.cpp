@@ -4,7 +4,7 @@
 
 #include "aced.h"
 #include "links/LinkDrawing.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 
 using namespace linktest;
 

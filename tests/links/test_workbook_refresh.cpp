@@ -6,7 +6,7 @@
 #include "AcDbAssocVariable.h"
 #include "links/LinkStore.h"
 #include "links/RefreshFromWorkbooks.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "test_workbook_fixture.h"
 
 namespace wbtest {

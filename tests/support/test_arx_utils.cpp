@@ -6,8 +6,8 @@
 #include "dbents.h"
 #include "dbsymtb.h"
 #include "dbtable.h"
-#include "sdk/control/Editor.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Editor.h"
+#include "drawing/control/Input.h"
 #include "support/ArxUtils.h"
 #include "testkit/Transcript.h"
 

@@ -6,7 +6,7 @@
 #include <deque>
 
 #include "drawing/Blocks.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "ui/DrawingPicks.h"
 
 namespace managertest {

@@ -6,8 +6,8 @@
 
 #include "aced.h"
 #include "acedads.h"
-#include "sdk/control/Editor.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Editor.h"
+#include "drawing/control/Input.h"
 #include "sdk/control/SystemVariables.h"
 
 namespace managertest {

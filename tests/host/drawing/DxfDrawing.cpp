@@ -17,7 +17,7 @@
 #include "drawing/Tables.h"
 #include "sdk/Database.h"
 #include "sdk/ResultBuffers.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 
 namespace dxftest {
 

@@ -6,7 +6,7 @@
 #include "AcDbAssocNetwork.h"
 #include "AcDbAssocVariable.h"
 #include "dbapserv.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "sdk/control/SystemVariables.h"
 #include "testkit/Transcript.h"
 

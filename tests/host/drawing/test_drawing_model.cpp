@@ -11,10 +11,12 @@
 #include "dbapserv.h"
 #include "dbidar.h"
 #include "dbtable.h"
+#include "rxdict.h"
+#include "rxregsvc.h"
 #include "drawing/Blocks.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "sdk/control/HostControl.h"
-#include "sdk/control/Input.h"
+#include "drawing/control/Input.h"
 #include "sdk/control/SystemVariables.h"
 #include "testkit/Transcript.h"
 
@@ -412,6 +414,31 @@ TEST_F(DrawingTest, RegenerationsAreRecorded) {
     EXPECT_EQ(acdbQueueForRegen(ids, 2), 1);
     EXPECT_EQ(lmhost::queuedForRegen(), std::vector<AcDbObjectId>{table});
     EXPECT_EQ(acdbQueueForRegen(nullptr, 1), 0);
+}
+
+// The drawing model plugs into the API surface as the host library loads: the editor is
+// found where a plug-in looks for it, and resetting the host resets the editor too.
+TEST_F(DrawingTest, TheEditorIsFoundByNameAndResetWithTheHost) {
+    EXPECT_EQ(acrxFindAcRxClass(L"AcEditor"), AcEditor::desc());
+    EXPECT_EQ(acrxFindAcRxClass(L"AcEditorReactor"), AcEditorReactor::desc());
+    EXPECT_EQ(acrxSysRegistry()->at(L"AcEditor"), acedEditorObject());
+    EXPECT_EQ(ads_regen(), RTNORM);
+    lmhost::queuePoint(AcGePoint3d(1, 2, 0));
+    ASSERT_EQ(lmhost::regenCount(), 1);
+    lmhost::resetHost();
+    EXPECT_EQ(lmhost::regenCount(), 0);
+    EXPECT_EQ(lmhost::pendingInput(), 0u);
+}
+
+TEST_F(DrawingTest, ANewDatabaseHasTheDefaultDrawingOnlyWhenAskedFor) {
+    AcDbDatabase full(true, true);
+    EXPECT_FALSE(full.blockTableId().isNull());
+    EXPECT_FALSE(full.textstyle().isNull());
+    EXPECT_EQ(full.setTablestyle(full.tablestyle()), Acad::eOk);
+    EXPECT_EQ(full.setTextstyle(full.tablestyle()), Acad::eWrongObjectType);
+    AcDbDatabase bare(false, true);
+    EXPECT_TRUE(bare.blockTableId().isNull());
+    EXPECT_TRUE(bare.textstyle().isNull());
 }
 
 struct RecordingEditorReactor : AcEditorReactor {

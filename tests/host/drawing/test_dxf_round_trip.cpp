@@ -18,7 +18,7 @@
 #include "sdk/Database.h"
 #include "sdk/WideFormat.h"
 #include "sdk/control/Documents.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "testkit/Transcript.h"
 
 namespace {

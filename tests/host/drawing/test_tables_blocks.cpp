@@ -6,7 +6,7 @@
 #include "dbdynblk.h"
 #include "dbtable.h"
 #include "drawing/Blocks.h"
-#include "sdk/control/Editor.h"
+#include "drawing/control/Editor.h"
 #include "testkit/Transcript.h"
 
 namespace {
