@@ -158,8 +158,9 @@ TEST_F(ShellCellCommand, TheUpdateSaysWhichResultsMayBeStale) {
     std::string path = (m_dir / "Dims.xlsx").string();
     b.write(path);
     ProgramRun r = run("SAVEAS " + (m_dir / "d.dxf").string() +
-                       "\nPARAM width 800\nPARAM depth 10\nLINK width Dims.xlsx*Dims*$B$6\n"
-                       "LINK depth Dims.xlsx*Dims*$C$6\nXLSET " +
+                       "\nPARAM width 800\nPARAM depth 10\n" +
+                       importLinks("width,Dims.xlsx*Dims*$B$6\ndepth,Dims.xlsx*Dims*$C$6\n") +
+                       "XLSET " +
                        path + " Dims B1 2000\nSETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\n");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
     std::string xlset = "\nCommand: XLSET " + path +
