@@ -37,6 +37,53 @@ struct Item {
     std::vector<std::wstring> more; // a list view's columns after the first
 };
 
+// The entries of a list or combo, held by plain pointers: an entry put in the middle of ten
+// thousand moves pointers with one memmove, not entries, as the system's own controls do.
+class Entries {
+public:
+    Entries() = default;
+    Entries(const Entries&) = delete;
+    Entries& operator=(const Entries&) = delete;
+    ~Entries() { clear(); }
+    size_t size() const { return m_items.size(); }
+    bool empty() const { return m_items.empty(); }
+    void clear() {
+        for (Item* item : m_items)
+            delete item;
+        m_items.clear();
+    }
+    Item& operator[](size_t i) { return *m_items[i]; }
+    const Item& operator[](size_t i) const { return *m_items[i]; }
+    void insert(size_t at, Item item) {
+        auto owned = std::make_unique<Item>(std::move(item));
+        m_items.insert(m_items.begin() + static_cast<std::ptrdiff_t>(at), owned.get());
+        owned.release();
+    }
+    void erase(size_t at) {
+        delete m_items[at];
+        m_items.erase(m_items.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+
+    class const_iterator {
+    public:
+        explicit const_iterator(std::vector<Item*>::const_iterator at) : m_at(at) {}
+        const Item& operator*() const { return **m_at; }
+        const_iterator& operator++() {
+            ++m_at;
+            return *this;
+        }
+        bool operator!=(const const_iterator& other) const { return m_at != other.m_at; }
+
+    private:
+        std::vector<Item*>::const_iterator m_at;
+    };
+    const_iterator begin() const { return const_iterator(m_items.begin()); }
+    const_iterator end() const { return const_iterator(m_items.end()); }
+
+private:
+    std::vector<Item*> m_items;
+};
+
 struct Column {
     std::wstring heading;
     int width = 0;
@@ -53,7 +100,7 @@ struct HWND__ {
     bool enabled = true;
     bool visible = true;
     int check = 0;
-    std::vector<Item> items;
+    Entries items;
     int selection = -1;
     HWND__* parent = nullptr;
     std::vector<std::unique_ptr<HWND__>> children;
@@ -140,12 +187,20 @@ int addItem(HWND window, const wchar_t* text, bool sorted) {
         return LB_ERR;
     Item item{text ? text : L"", 0, {}};
     size_t at = window->items.size();
+    // A sorted list finds the place by halving, after the entries that compare equal.
     if (sorted) {
         at = 0;
-        while (at < window->items.size() && compareItems(window->items[at].text, item.text) <= 0)
-            ++at;
+        for (size_t count = window->items.size(); count > 0;) {
+            size_t half = count / 2;
+            if (compareItems(window->items[at + half].text, item.text) <= 0) {
+                at += half + 1;
+                count -= half + 1;
+            } else {
+                count = half;
+            }
+        }
     }
-    window->items.insert(window->items.begin() + static_cast<std::ptrdiff_t>(at), item);
+    window->items.insert(at, std::move(item));
     if (window->selection >= static_cast<int>(at))
         ++window->selection;
     return static_cast<int>(at);
@@ -426,7 +481,7 @@ int CListBox::AddString(const wchar_t* text) {
 int CListBox::DeleteString(UINT index) {
     if (!validIndex(m_hWnd, static_cast<int>(index)))
         return LB_ERR;
-    m_hWnd->items.erase(m_hWnd->items.begin() + index);
+    m_hWnd->items.erase(index);
     if (m_hWnd->selection == static_cast<int>(index))
         m_hWnd->selection = -1;
     else if (m_hWnd->selection > static_cast<int>(index))
@@ -607,8 +662,7 @@ int CListCtrl::InsertItem(int row, const wchar_t* text) {
     if (!m_hWnd || row < 0)
         return -1;
     size_t at = std::min(static_cast<size_t>(row), m_hWnd->items.size());
-    m_hWnd->items.insert(m_hWnd->items.begin() + static_cast<std::ptrdiff_t>(at),
-                         Item{text ? text : L"", 0, {}});
+    m_hWnd->items.insert(at, Item{text ? text : L"", 0, {}});
     if (m_hWnd->selection >= static_cast<int>(at))
         ++m_hWnd->selection;
     return static_cast<int>(at);
@@ -617,7 +671,7 @@ int CListCtrl::InsertItem(int row, const wchar_t* text) {
 BOOL CListCtrl::DeleteItem(int row) {
     if (!validIndex(m_hWnd, row))
         return FALSE;
-    m_hWnd->items.erase(m_hWnd->items.begin() + row);
+    m_hWnd->items.erase(static_cast<size_t>(row));
     if (m_hWnd->selection == row)
         m_hWnd->selection = -1;
     else if (m_hWnd->selection > row)

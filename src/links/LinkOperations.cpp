@@ -3,6 +3,7 @@
 #include "dbapserv.h"
 #include "acutads.h"
 #include "exchange/ADNAssocSampleUtils.h"
+#include "exchange/VariableLookup.h"
 #include "links/LinkStore.h"
 
 namespace {
@@ -14,13 +15,14 @@ enum class Operation { Add, Remove };
 // The object that carries the link, its application name and the text stored there; false
 // when the name names nothing, after the operation's own message.
 bool resolveLink(Operation operation, const CString& name, const CString& expression,
-                 AcDbObjectId& id, const wchar_t*& appName, CString& text) {
+                 AcDbObjectId& id, const wchar_t*& appName, CString& text, LinkRun* run) {
     AcDbDatabase* database = acdbHostApplicationServices()->workingDatabase();
     LinkName target = parseLinkName(name);
     appName = target.kind == LinkName::NestedProperty ? kNestedLinkApp : kDirectLinkApp;
     if (target.kind == LinkName::Parameter) {
-        Acad::ErrorStatus es =
-            findVariable(database->currentSpaceId(), static_cast<const wchar_t*>(name), false, id);
+        Acad::ErrorStatus es = run ? run->findParameter(name, id)
+                                   : findVariable(database->currentSpaceId(),
+                                                  static_cast<const wchar_t*>(name), false, id);
         if (es != Acad::eOk) {
             MessageBoxW(nullptr, acadErrorStatusText(es), kTitle, MB_ICONINFORMATION);
             return false;
@@ -50,18 +52,32 @@ bool resolveLink(Operation operation, const CString& name, const CString& expres
 
 } // namespace
 
-void addLink(CString name, CString expression) {
+LinkRun::LinkRun() = default;
+LinkRun::~LinkRun() = default;
+
+Acad::ErrorStatus LinkRun::findParameter(const CString& name, AcDbObjectId& id) {
+    // An empty name is findVariable's own answer; nothing to walk for.
+    if (name.IsEmpty())
+        return findVariable(acdbHostApplicationServices()->workingDatabase()->currentSpaceId(),
+                            static_cast<const wchar_t*>(name), false, id);
+    if (!m_variables)
+        m_variables = std::make_unique<VariableLookup>(
+            acdbHostApplicationServices()->workingDatabase()->currentSpaceId());
+    return m_variables->find(static_cast<const wchar_t*>(name), false, id);
+}
+
+void addLink(CString name, CString expression, LinkRun* run) {
     AcDbObjectId id;
     const wchar_t* appName = nullptr;
     CString text;
-    if (resolveLink(Operation::Add, name, expression, id, appName, text))
+    if (resolveLink(Operation::Add, name, expression, id, appName, text, run))
         setXdata(id, appName, text);
 }
 
-void removeLink(CString name, CString expression) {
+void removeLink(CString name, CString expression, LinkRun* run) {
     AcDbObjectId id;
     const wchar_t* appName = nullptr;
     CString text;
-    if (resolveLink(Operation::Remove, name, expression, id, appName, text))
+    if (resolveLink(Operation::Remove, name, expression, id, appName, text, run))
         deleteXdata(id, appName, text);
 }

@@ -71,25 +71,31 @@ BOOL CParametersManagerDialog::OnInitDialog() {
 }
 
 int CParametersManagerDialog::insertLinkRow(CString name, CString expression) {
-    int count = linksList.GetItemCount();
+    // The rows stand in name order, as this is the one place that adds a row. So the first
+    // row whose name does not sort before `name` is found by halving: the row at which a walk
+    // from the top would stop, without reading every row above it.
     int i = 0;
-    for (; i < count; ++i) {
-        CString rowName = linksList.GetItemText(i, 0);
-        if (rowName.CompareNoCase(name) == 0) {
-            CString old = linksList.GetItemText(i, 1);
-            if (old.CompareNoCase(expression) == 0)
-                return 0;
-            CString question;
-            question.Format(L"%s already has a linked cell. Do you want to replace it?",
-                            static_cast<const wchar_t*>(name));
-            if (MessageBox(question, kLongTitle, MB_YESNO | MB_ICONINFORMATION) != IDYES)
-                return 0;
-            removeLink(name, old);
-            linksList.SetItemText(i, 1, expression);
-            return 1;
+    for (int count = linksList.GetItemCount(); count > 0;) {
+        int half = count / 2;
+        if (linksList.GetItemText(i + half, 0).CompareNoCase(name) < 0) {
+            i += half + 1;
+            count -= half + 1;
+        } else {
+            count = half;
         }
-        if (rowName.CompareNoCase(name) > 0)
-            break;
+    }
+    if (i < linksList.GetItemCount() && linksList.GetItemText(i, 0).CompareNoCase(name) == 0) {
+        CString old = linksList.GetItemText(i, 1);
+        if (old.CompareNoCase(expression) == 0)
+            return 0;
+        CString question;
+        question.Format(L"%s already has a linked cell. Do you want to replace it?",
+                        static_cast<const wchar_t*>(name));
+        if (MessageBox(question, kLongTitle, MB_YESNO | MB_ICONINFORMATION) != IDYES)
+            return 0;
+        removeLink(name, old, m_run);
+        linksList.SetItemText(i, 1, expression);
+        return 1;
     }
     int row = linksList.InsertItem(i, name);
     linksList.SetItemText(row, 1, expression);
@@ -141,8 +147,9 @@ void CParametersManagerDialog::removeAllLinks() {
                    MB_YESNO | MB_ICONINFORMATION) != IDYES)
         return;
     // Backwards, so that the indexes still to come stay valid.
+    LinkRun run;
     for (int row = linksList.GetItemCount() - 1; row >= 0; --row) {
-        removeLink(linksList.GetItemText(row, 0), linksList.GetItemText(row, 1));
+        removeLink(linksList.GetItemText(row, 0), linksList.GetItemText(row, 1), &run);
         linksList.DeleteItem(row);
     }
 }
@@ -198,6 +205,9 @@ void CParametersManagerDialog::importLinks() {
             lines.Add(line);
     }
     file.Close();
+    // The lines change links only, never parameters: one walk of the network serves them all.
+    LinkRun run;
+    m_run = &run;
     for (INT_PTR i = 0; i < lines.GetSize(); ++i) {
         int comma = lines[i].Find(L',');
         if (comma <= 0)
@@ -209,8 +219,9 @@ void CParametersManagerDialog::importLinks() {
         if (name.IsEmpty() || expression.IsEmpty())
             continue;
         if (insertLinkRow(name, expression))
-            addLink(name, expression);
+            addLink(name, expression, &run);
     }
+    m_run = nullptr;
     // The file was worked through; each line that failed has told its own message.
     MessageBox(L"Successfully import the links.", kLongTitle, MB_ICONINFORMATION);
 }

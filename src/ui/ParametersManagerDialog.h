@@ -4,6 +4,7 @@
 #pragma once
 
 #include "acui.h"
+#include "links/LinkOperations.h"
 #include "resources/resource.h"
 
 class CParametersManagerDialog : public CAcUiDialog {
@@ -36,6 +37,9 @@ protected:
     void importLinks();
     void removeAllLinks();
     DECLARE_MESSAGE_MAP()
+
+private:
+    LinkRun* m_run = nullptr; // while an import works through its lines
 };
 
 // The command Lmesh_LinkParameters: the manager, and the update when it ends with

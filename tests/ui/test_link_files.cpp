@@ -182,5 +182,65 @@ TEST_F(LinkFiles, AHugeLineAndBytesThatAreNoTextLoseNothingElse) {
     EXPECT_THAT(stored(d1, kDirectLinkApp), ElementsAre(L"a.xlsx*S*$A$1"));
 }
 
+// An import finds each parameter as Add does, by the first name in the network that begins
+// with the line's name, and it reports an unknown one; Remove All Links the same.
+TEST_F(LinkFiles, ImportAndRemoveAllFindParametersAsAddDoes) {
+    AcDbObjectId len10 = addParameter(L"len10", L"1");
+    AcDbObjectId len1 = addParameter(L"len1", L"1");
+    AcDbObjectId door = insert(defineDoor());
+    std::string finish = wbtest::fs::path(handleOf(door)).string() + ".Finish";
+    writeFile(L"many.csv", finish + ",f.xlsx*S*$A$1\nlen1,a.xlsx*S*$A$1\nd1,d.xlsx*S*$A$1\n"
+                                    "nothing,n.xlsx*S*$A$1\n");
+    viaFileDialog(L"press 107", path(L"many.csv"));
+    act({L"cancel"});
+    run();
+    EXPECT_EQ(transcript(), L"\n[Linkmesh|64] eNullObjectId -> 1"
+                            L"\n[Norvane Linkmesh|64] Successfully import the links. -> 1");
+    EXPECT_THAT(stored(len10, kDirectLinkApp), ElementsAre(L"a.xlsx*S*$A$1"));
+    EXPECT_THAT(stored(len1, kDirectLinkApp), ElementsAre());
+    EXPECT_THAT(stored(d1, kDirectLinkApp), ElementsAre(L"d.xlsx*S*$A$1"));
+    EXPECT_THAT(stored(door, kDirectLinkApp), ElementsAre(L"Finish:f.xlsx*S*$A$1"));
+    // The list shows what was read; Remove All Links takes each row's link off again.
+    lmhost::clearTranscript();
+    driver.steps.clear();
+    driver.next = 0;
+    answer({IDYES});
+    act({L"press 142", L"cancel"});
+    run();
+    EXPECT_THAT(stored(len10, kDirectLinkApp), ElementsAre());
+    EXPECT_THAT(stored(d1, kDirectLinkApp), ElementsAre());
+    EXPECT_THAT(stored(door, kDirectLinkApp), ElementsAre());
+}
+
+// Lines in any order end as rows in name order, each found in its place: a name already in
+// the list, in another case, prompts once for another cell and is passed over for its own.
+TEST_F(LinkFiles, ImportedRowsTakeTheirPlacesInNameOrder) {
+    std::vector<int> order{17, 3, 29, 0, 11, 24, 8,  21, 14, 5,  27, 1,  19, 9,  26,
+                           12, 2, 22, 6, 15, 28, 10, 4,  18, 25, 7,  13, 20, 16, 23};
+    std::string lines;
+    for (int i : order) {
+        std::string name = std::string(i % 3 ? "n" : "N") + char('a' + i / 10) + char('0' + i % 10);
+        addParameter(wbtest::fs::path(name).wstring().c_str(), L"1");
+        lines += name + ",x" + std::to_string(i) + ".xlsx*S*$A$1\n";
+    }
+    lines += "nb4,other.xlsx*S*$A$1\nNA7,X7.XLSX*s*$a$1\n";
+    writeFile(L"order.csv", lines);
+    answer({IDNO});
+    viaFileDialog(L"press 107", path(L"order.csv"));
+    act({L"cancel"});
+    run();
+    EXPECT_EQ(
+        transcript(),
+        L"\n[Norvane Linkmesh|68] nb4 already has a linked cell. Do you want to replace it? -> 7"
+        L"\n[Norvane Linkmesh|64] Successfully import the links. -> 1");
+    std::wstring expected = L"100 list view \"Parameter Name\" | \"Cell Expression\"";
+    for (int i = 0; i < 30; ++i) {
+        std::wstring name =
+            std::wstring(i % 3 ? L"n" : L"N") + wchar_t(L'a' + i / 10) + wchar_t(L'0' + i % 10);
+        expected += L"\n     \"" + name + L"\" | \"x" + std::to_wstring(i) + L".xlsx*S*$A$1\"";
+    }
+    EXPECT_EQ(list(), expected);
+}
+
 } // namespace
 } // namespace managertest

@@ -1,6 +1,8 @@
 // Hostile and damaged files: each fails with a clear status, never a crash or a hang.
 #include "SheetTest.h"
 
+#include <cstdint>
+
 using spreadsheet::Limits;
 using spreadsheet::Status;
 using spreadsheet::Workbook;
@@ -118,6 +120,94 @@ TEST(BadFiles, ASizeHeaderThatLiesDoesNotFoolTheCap) {
     Status load = book->sheet(0).load();
     EXPECT_NE(load, Status::Ok);
     EXPECT_EQ(book->sheet(0).text(1, 1), L"");
+}
+
+namespace {
+
+// The workbook's bytes with `change` applied to the sheet part's entry: given the offset of
+// its local header and of its central directory record.
+template <class Change>
+std::string withSheetEntryChanged(const std::string& sheetXml, Change change) {
+    XlsxBuilder b;
+    b.number("A1", 1).part("xl/worksheets/sheet1.xml", sheetXml);
+    std::string bytes = b.bytes();
+    const std::string name = "xl/worksheets/sheet1.xml";
+    std::size_t local = std::string::npos, central = std::string::npos;
+    for (std::size_t at = bytes.find(name); at != std::string::npos;
+         at = bytes.find(name, at + 1)) {
+        if (at >= 30 && bytes.compare(at - 30, 4, "PK\x03\x04") == 0)
+            local = at - 30;
+        else if (at >= 46 && bytes.compare(at - 46, 4, "PK\x01\x02") == 0)
+            central = at - 46;
+    }
+    EXPECT_NE(local, std::string::npos);
+    EXPECT_NE(central, std::string::npos);
+    change(bytes, local, central);
+    return bytes;
+}
+
+Status sheetLoad(const std::string& bytes) {
+    Status st;
+    auto book = Workbook::openBytes(bytes, L"damaged.xlsx", true, st);
+    EXPECT_TRUE(book);
+    return book ? book->sheet(0).load() : st;
+}
+
+} // namespace
+
+// A sheet whose deflated bytes are damaged, or whose check sum does not match, is no zip
+// that can be read: found when the sheet is first touched.
+TEST(BadFiles, DamagedDeflateDataOrCheckSumIsNotAZip) {
+    std::string rows;
+    for (int r = 1; r <= 3000; ++r)
+        rows += "<row r=\"" + std::to_string(r) + "\"><c r=\"A" + std::to_string(r) + "\"><v>" +
+                std::to_string(r * 37 % 1001) + "</v></c></row>";
+    const std::string xml = sheetWith(rows);
+    EXPECT_EQ(sheetLoad(withSheetEntryChanged(xml, [](std::string&, std::size_t, std::size_t) {})),
+              Status::Ok);
+    auto dataOf = [](const std::string& bytes, std::size_t local) {
+        auto u16 = [&](std::size_t at) {
+            return std::size_t(std::uint8_t(bytes[at])) | std::size_t(std::uint8_t(bytes[at + 1]))
+                                                              << 8;
+        };
+        return local + 30 + u16(local + 26) + u16(local + 28);
+    };
+    // Bytes in the middle of the stream: an invalid code or a wrong check sum, never a crash.
+    for (std::size_t offset : {8u, 100u, 400u})
+        EXPECT_EQ(sheetLoad(withSheetEntryChanged(
+                      xml, [&](std::string& bytes, std::size_t local,
+                               std::size_t) { bytes[dataOf(bytes, local) + offset] ^= 0x5a; })),
+                  Status::NotAZip)
+            << offset;
+    // The stream intact, the check sum of both headers one bit off.
+    EXPECT_EQ(sheetLoad(withSheetEntryChanged(
+                  xml,
+                  [](std::string& bytes, std::size_t local, std::size_t central) {
+                      bytes[local + 14] ^= 1;
+                      bytes[central + 16] ^= 1;
+                  })),
+              Status::NotAZip);
+}
+
+// The count of elements and attributes is exact at the limit, wherever the tags fall.
+TEST(BadFiles, TheNodeLimitHoldsExactly) {
+    Limits limits;
+    limits.maxXmlNodes = 10000;
+    auto styles = [&](int elements, const std::string& element) {
+        std::string text = "<styleSheet>";
+        for (int i = 0; i < elements; ++i)
+            text += element;
+        return openStatus(XlsxBuilder().part("xl/styles.xml", text + "</styleSheet>").bytes(),
+                          limits);
+    };
+    EXPECT_EQ(styles(9999, "<x/>"), Status::Ok); // and the root: 10,000
+    EXPECT_EQ(styles(10000, "<x/>"), Status::TooManyNodes);
+    EXPECT_EQ(styles(4999, "<y a=\"1\"/>"), Status::Ok);
+    EXPECT_EQ(styles(5000, "<y a=\"1\"/>"), Status::TooManyNodes);
+    // End tags count nothing, however they fall against the blocks the count works in.
+    EXPECT_EQ(styles(3333, "<zz></zz>"), Status::Ok);
+    EXPECT_EQ(styles(4999, "<z>t</z><!---->"), Status::Ok);
+    EXPECT_EQ(styles(5000, "<z>t</z><!---->"), Status::TooManyNodes);
 }
 
 TEST(BadFiles, AbsurdCellReferences) {
