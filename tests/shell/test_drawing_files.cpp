@@ -177,8 +177,8 @@ TEST_F(DrawingFiles, UpdateBringsAFolderOfDrawingsUpToDateAndADryRunTouchesNothi
     std::string first = (m_dir / "plans" / "first.dxf").string();
     std::string second = (m_dir / "plans" / "second.dxf").string();
     std::string damaged = (m_dir / "plans" / "damaged.dxf").string();
-    ProgramRun made = run(
-        build() + "SAVEAS " + first + "\nPARAMSET width 700\nSAVEAS " + second + "\n");
+    ProgramRun made =
+        run(build() + "SAVEAS " + first + "\nPARAMSET width 700\nSAVEAS " + second + "\n");
     ASSERT_EQ(made.exitCode, 0) << made.errors;
     std::string text = readFile(first);
     writeFile(damaged, text.substr(0, text.size() / 2));
