@@ -7,7 +7,9 @@
 
 #include "drawing/Blocks.h"
 #include "drawing/control/Input.h"
+#include "frame/ResourceOverride.h"
 #include "ui/DrawingPicks.h"
+#include "ui/DynaBlockParameterDialog.h"
 
 namespace managertest {
 namespace {
@@ -309,6 +311,21 @@ TEST_F(BlockPick, ABlockErasedBetweenThePickAndAddKeepsTheRowAndStoresNothing) {
     EXPECT_THAT(list(), HasSubstr(handleOf(door) + L".Width")) << transcript();
     EXPECT_EQ(transcript(), L"\nSelect a dynamic block:\nEntity 0: (AcDbBlockReference)\n"
                             L"(block name: Door)\nacdbOpenEntity failed in setXdata function");
+}
+
+TEST_F(BlockPick, TheDynamicBlockDialogRefusesOkWithoutAChoiceAndStaysOpen) {
+    // The manager never shows it empty; on its own an empty offer leaves nothing chosen.
+    CDynaBlockParameterDialog empty;
+    empty.blockName = L"Door";
+    act({L"ok", L"cancel"});
+    {
+        CLmeshResourceOverride resources;
+        EXPECT_EQ(empty.DoModal(), IDCANCEL);
+    }
+    EXPECT_EQ(transcript(), L"\n[Error|0] Invalid parameter. -> 1");
+    EXPECT_EQ(driver.seen.size(), 2u) << "it stayed open for the next action";
+    EXPECT_EQ(driver.seen.at(1).controls.at(5), L"109 combo (none) of");
+    EXPECT_TRUE(empty.selectedParameter.IsEmpty());
 }
 
 TEST_F(BlockPick, TheSelectionRecordNamesEachEntityOfTheChainWithTheSameIndex) {
