@@ -493,7 +493,8 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
         AcGePoint3d at;
         if (words.size() < 2 || words.size() > 3 ||
             (words.size() == 3 && !parsePoint(words[2], at))) {
-            error = L"a pick is written \"pick HANDLE [x,y]\" or \"pick none [x,y]\"";
+            error = L"a pick is written \"pick HANDLE [x,y]\", \"pick OUTER/INNER [x,y]\" or "
+                    L"\"pick none [x,y]\"";
             return false;
         }
         if (lmhost::equalNoCase(words[1], L"none")) {

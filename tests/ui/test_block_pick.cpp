@@ -313,6 +313,37 @@ TEST_F(BlockPick, ABlockErasedBetweenThePickAndAddKeepsTheRowAndStoresNothing) {
                             L"(block name: Door)\nacdbOpenEntity failed in setXdata function");
 }
 
+TEST_F(BlockPick, WhatCannotBeOpenedIsToldAndLeftOut) {
+    AcDbObjectId wall = defineWall();
+    AcDbObjectId door = defineDoor();
+    AcDbObjectId inner = nest(door, wall);
+    AcDbObjectId outer = insert(wall);
+    // The outer reference is open elsewhere, and so is the door's definition.
+    AcDbBlockReference* busy = nullptr;
+    ASSERT_EQ(acdbOpenObject(busy, outer, AcDb::kForWrite), Acad::eOk);
+    click({outer, inner});
+    AcDbObjectId first, last;
+    int found = selectDynamicBlock(first, last);
+    busy->close();
+    ASSERT_EQ(found, RTNORM);
+    EXPECT_EQ(first, inner);
+    EXPECT_EQ(last, inner) << "the outer one could not be looked at";
+    AcDbBlockTableRecord* record = nullptr;
+    ASSERT_EQ(acdbOpenObject(record, door, AcDb::kForWrite), Acad::eOk);
+    click({outer, inner});
+    AcDbObjectId untouched;
+    found = selectDynamicBlock(untouched, untouched);
+    record->close();
+    EXPECT_EQ(found, RTNORM) << "the wall is found";
+    EXPECT_EQ(untouched, outer);
+    EXPECT_EQ(commandLine(), L"\nSelect a dynamic block:\n"
+                             L"Entity 0: (AcDbBlockReference)\n(block name: Door)\n"
+                             L"Entity 0: \nCouldn't open object"
+                             L"\nSelect a dynamic block:\n"
+                             L"Entity 0: (AcDbBlockReference)\n\nCouldn't open block"
+                             L"Entity 0: (AcDbBlockReference)\n(block name: Wall)\n");
+}
+
 TEST_F(BlockPick, TheDynamicBlockDialogRefusesOkWithoutAChoiceAndStaysOpen) {
     // The manager never shows it empty; on its own an empty offer leaves nothing chosen.
     CDynaBlockParameterDialog empty;
