@@ -30,9 +30,6 @@ namespace {
 
 using lmhost::CommandResult;
 
-const wchar_t* const kDirectLinks = L"LMESH_EXPRESSION_AD66626A";
-const wchar_t* const kNestedLinks = L"LMESH_EXPRESSION_368AE0D";
-
 // ---------------------------------------------------------------------------------------
 // User parameters: the variables of the current space's network.
 
@@ -409,7 +406,7 @@ CommandResult listTable(const Args& args) {
 }
 
 // ---------------------------------------------------------------------------------------
-// Links and xdata
+// Xdata
 
 std::wstring groupValue(const resbuf* rb) {
     short code = rb->restype;
@@ -466,63 +463,9 @@ CommandResult addXdata(const Args& args) {
     if (args[1].empty() || args[1].size() > 255)
         return refuse(L"An application name has 1 to 255 characters.");
     std::wstring why;
-    bool stored = false;
-    if (!appendXdataText(id, args[1], args[2], stored, why))
+    if (!appendXdataText(id, args[1], args[2], why))
         return refuse(L"No xdata was added: " + why + L".");
-    say((stored ? L"Added to " : L"Already stored on ") + handleText(id) + L" under " + args[1] +
-        L": " + visible(args[2]));
-    return CommandResult::Ended;
-}
-
-// A link as the plug-in's link store keeps it: on the parameter, on the reference for its
-// own properties, or on the outer reference for a nested one.
-CommandResult addLink(const Args& args) {
-    if (args.size() != 2)
-        return refuse(L"LINK needs a target (parameter, HANDLE.property or "
-                      L"OUTER|NESTED.property) and a cell expression.");
-    AcDbDatabase* db = currentDatabase();
-    if (!db)
-        return CommandResult::Failed;
-    const std::wstring& target = args[0];
-    const std::wstring& cell = args[1];
-    if (cell.empty())
-        return refuse(L"The cell expression is empty.");
-    size_t dot = target.find(L'.');
-    AcDbObjectId id;
-    std::wstring application = kDirectLinks, text;
-    if (dot == std::wstring::npos) {
-        id = findParameter(db, target);
-        if (id.isNull())
-            return refuse(L"No parameter is named " + target + L".");
-        text = cell;
-    } else {
-        std::wstring left = target.substr(0, dot), property = target.substr(dot + 1);
-        if (property.empty())
-            return refuse(L"The property name is missing in " + target + L".");
-        size_t bar = left.find(L'|');
-        std::wstring outer = left.substr(0, bar);
-        if (!objectOfHandle(db, outer, id))
-            return CommandResult::Failed;
-        if (!AcDbBlockReference::desc() || !id.objectClass() ||
-            !id.objectClass()->isDerivedFrom(AcDbBlockReference::desc()) ||
-            id.objectClass() == AcDbTable::desc())
-            return refuse(outer + L" is no block reference (" + className(id) + L").");
-        if (bar == std::wstring::npos) {
-            text = property + L":" + cell;
-        } else {
-            std::wstring nested = left.substr(bar + 1);
-            AcDbObjectId nestedId;
-            if (!objectOfHandle(db, nested, nestedId))
-                return CommandResult::Failed;
-            application = kNestedLinks;
-            text = nested + L"\x1D" + property + L":" + cell;
-        }
-    }
-    std::wstring why;
-    bool stored = false;
-    if (!appendXdataText(id, application, text, stored, why))
-        return refuse(L"No link was stored: " + why + L".");
-    say((stored ? L"Linked " : L"Already linked: ") + target + L" to " + cell + L".");
+    say(L"Added to " + handleText(id) + L" under " + args[1] + L": " + visible(args[2]));
     return CommandResult::Ended;
 }
 
@@ -767,9 +710,6 @@ void registerDrawingCommands() {
                         L"XDLIST handle: list an object's xdata with group codes");
     registerHostCommand(L"XDADD", addXdata,
                         L"XDADD handle application text: add a 1000 entry to an object's xdata");
-    registerHostCommand(L"LINK", addLink,
-                        L"LINK target cell-expression: store a link as the plug-in does "
-                        L"(target: parameter, HANDLE.property or OUTER|NESTED.property)");
     registerHostCommand(L"ERASE", eraseObject, L"ERASE handle: erase an entity or a parameter");
     registerHostCommand(L"UCS", setUcs, L"UCS x,y[,z] | World: move the UCS origin");
     registerHostCommand(L"MODEL", switchToModel, L"MODEL: make model space current");

@@ -145,8 +145,7 @@ std::wstring visible(const std::wstring& text) {
 }
 
 bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std::wstring& text,
-                     bool& stored, std::wstring& why) {
-    stored = false;
+                     std::wstring& why) {
     AcDbObject* object = nullptr;
     if (Acad::ErrorStatus es = acdbOpenAcDbObject(object, id, AcDb::kForRead)) {
         why = std::wstring(L"the object cannot be opened (") + acadErrorStatusText(es) + L")";
@@ -154,16 +153,9 @@ bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std
     }
     resbuf* chain = object->xData(application.c_str());
     if (chain) {
-        // Like the link store: an equal earlier entry means stored already; the last entry
-        // is not compared.
         resbuf* last = chain;
-        for (; last->rbnext; last = last->rbnext)
-            if (last->restype == 1000 && last->resval.rstring &&
-                lmhost::equalNoCase(last->resval.rstring, text)) {
-                acutRelRb(chain);
-                object->close();
-                return true;
-            }
+        while (last->rbnext)
+            last = last->rbnext;
         resbuf* entry = acutNewRb(1000);
         acutNewString(text.c_str(), entry->resval.rstring);
         last->rbnext = entry;
@@ -183,7 +175,6 @@ bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std
         why = std::wstring(L"the xdata was refused (") + acadErrorStatusText(es) + L")";
         return false;
     }
-    stored = true;
     return true;
 }
 

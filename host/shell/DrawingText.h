@@ -39,11 +39,10 @@ std::wstring className(AcDbObjectId id);
 // Text with control characters shown as <1D>, so a transcript stays readable.
 std::wstring visible(const std::wstring& text);
 
-// Appends a 1000 entry to an object's xdata of one application the way the plug-in's link
-// store writes links: not again when an earlier entry (not the last) equals it without regard
-// to case. False with a reason; stored tells whether an entry was added.
+// Appends a 1000 entry to the end of an object's xdata of one application, registering the
+// application if need be. False with a reason.
 bool appendXdataText(AcDbObjectId id, const std::wstring& application, const std::wstring& text,
-                     bool& stored, std::wstring& why);
+                     std::wstring& why);
 
 void registerBlockCommands();
 

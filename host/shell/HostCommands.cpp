@@ -136,7 +136,8 @@ CommandResult help(const Args&) {
         }
         say(L"  " + c.localName);
     }
-    say(L"Answers on the lines after a command: x,y[,z] | pick HANDLE [x,y] | *Cancel* | "
+    say(L"Answers on the lines after a command: x,y[,z] | pick HANDLE [x,y] | "
+        L"pick OUTER/INNER [x,y] | *Cancel* | "
         L"[Yes] [No] [OK] [Cancel] for message boxes | > press ID, > choose ID TEXT, "
         L"> check ID on|off, > type ID TEXT, > ok, > cancel for dialogs | any other word is a "
         L"keyword.");

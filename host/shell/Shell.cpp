@@ -370,10 +370,19 @@ std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView
         m_dialogActions.clear();
         return std::nullopt;
     }
-    if (!m_dialogActions.empty()) {
-        lmhost::DialogAction action = m_dialogActions.front();
+    while (!m_dialogActions.empty()) {
+        DialogStep step = m_dialogActions.front();
         m_dialogActions.pop_front();
-        return action;
+        if (step.action)
+            return step.action;
+        if (!runExcelCommand(step.excelCommand)) {
+            // The script stops there, as on a failed command.
+            if (m_scriptFault.empty())
+                m_scriptFault =
+                    L"in Excel, beside the dialog \"" + view.title + L"\": the command failed";
+            m_dialogActions.clear();
+            return std::nullopt;
+        }
     }
     if (m_interactive) {
         // The dialog is shown to the user, not written on the command line.
@@ -394,14 +403,38 @@ std::optional<lmhost::DialogAction> Session::nextAction(const lmhost::DialogView
                 text = trim(text.substr(1));
             if (auto action = lmhost::parseDialogAction(text))
                 return action;
+            if (isExcelCommand(text)) {
+                // The user works in Excel beside the dialog, which waits.
+                runExcelCommand(text);
+                std::cout << "\n";
+                continue;
+            }
             hint("press ID | choose ID [TEXT] | check ID [ITEM] on|off | type ID TEXT | ok | "
-                 "cancel");
+                 "cancel | an Excel command (XLSELECT B2, ...)");
         }
     }
     if (m_scriptFault.empty())
         m_scriptFault =
             L"the dialog \"" + view.title + L"\" wanted an action and the script gave none";
     return std::nullopt;
+}
+
+bool Session::isExcelCommand(const std::wstring& line) const {
+    std::vector<std::wstring> words = lmhost::splitCommandLine(line);
+    if (words.empty() || words[0].size() < 3 || !lmhost::equalNoCase(words[0].substr(0, 2), L"XL"))
+        return false;
+    for (const auto& c : lmhost::hostCommands())
+        if (lmhost::equalNoCase(c.name, words[0]))
+            return true;
+    return false;
+}
+
+bool Session::runExcelCommand(const std::wstring& line) {
+    lmhost::print(L"\nIn Excel: " + line);
+    std::vector<std::wstring> words = lmhost::splitCommandLine(line);
+    std::wstring name = words[0];
+    words.erase(words.begin());
+    return lmhost::runCommand(name, words) == lmhost::CommandResult::Ended;
 }
 
 bool Session::isCommandName(const std::wstring& word) const {
@@ -460,7 +493,8 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
         AcGePoint3d at;
         if (words.size() < 2 || words.size() > 3 ||
             (words.size() == 3 && !parsePoint(words[2], at))) {
-            error = L"a pick is written \"pick HANDLE [x,y]\" or \"pick none [x,y]\"";
+            error = L"a pick is written \"pick HANDLE [x,y]\", \"pick OUTER/INNER [x,y]\" or "
+                    L"\"pick none [x,y]\"";
             return false;
         }
         if (lmhost::equalNoCase(words[1], L"none")) {
@@ -485,13 +519,19 @@ bool Session::queueAnswer(const std::wstring& line, LineKind kind, std::wstring&
         return true;
     }
     case LineKind::DialogAction: {
-        auto action = lmhost::parseDialogAction(trim(line.substr(1)));
+        std::wstring text = trim(line.substr(1));
+        if (isExcelCommand(text)) {
+            m_dialogActions.push_back({std::nullopt, text});
+            return true;
+        }
+        auto action = lmhost::parseDialogAction(text);
         if (!action) {
             error = L"a dialog action is one of: > press ID, > choose ID [TEXT], "
-                    L"> check ID [ITEM] on|off, > type ID TEXT, > ok, > cancel";
+                    L"> check ID [ITEM] on|off, > type ID TEXT, > ok, > cancel, or an Excel "
+                    L"command (> XLSELECT B2)";
             return false;
         }
-        m_dialogActions.push_back(*action);
+        m_dialogActions.push_back({*action, L""});
         return true;
     }
     case LineKind::Command:

@@ -88,7 +88,16 @@ private:
     std::string m_transcriptPath;
     std::string m_transcriptError;
     std::deque<int> m_boxAnswers;
-    std::deque<lmhost::DialogAction> m_dialogActions;
+    // What a script does while a dialog waits: the dialog's next actions, and the user's
+    // work in Excel beside it (an Excel command line, run when its turn comes).
+    struct DialogStep {
+        std::optional<lmhost::DialogAction> action;
+        std::wstring excelCommand;
+    };
+    std::deque<DialogStep> m_dialogActions;
+    bool isExcelCommand(const std::wstring& line) const;
+    // Runs an Excel command while a dialog waits; false when it failed.
+    bool runExcelCommand(const std::wstring& line);
     // What went wrong inside a command that the script must stop on.
     std::wstring m_scriptFault;
 };

@@ -68,6 +68,14 @@ protected:
         return launch(options + " < '" + (m_dir / "typed.txt").string() + "' > /dev/null");
     }
 
+    // Script lines that store links as a user does: the lines of a link list file written to
+    // the test's folder, imported through the Parameter Links Manager.
+    std::string importLinks(const std::string& lines, const std::string& file = "links.csv") {
+        writeFile(m_dir / file, lines);
+        return "Lmesh_LinkParameters\n> press 107\n> type 1152 " + (m_dir / file).string() +
+               "\n> ok\n> press 2\n";
+    }
+
     fs::path m_dir;
 
 private:
@@ -88,5 +96,10 @@ private:
 
 // What every session with the plug-in loaded begins with.
 const std::string kStartup = "\nCommand: (command \"Lmesh_LoadMenu\")";
+
+// What an import of links shows on the command line when every line was taken.
+const std::string kImported =
+    "\nCommand: Lmesh_LinkParameters"
+    "\n[box \"Norvane Linkmesh\" 64] Successfully import the links. -> OK";
 
 } // namespace shelltest

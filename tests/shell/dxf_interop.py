@@ -21,16 +21,18 @@ def check(condition, what):
         print("FAILED: " + what)
 
 
-def linkmesh(program, folder, script, drawing=None):
+def linkmesh(program, folder, script, drawing=None, load=False):
     path = os.path.join(folder, "script.scr")
     with open(path, "w", encoding="utf-8") as f:
         f.write(script)
     out = os.path.join(folder, "out.txt")
-    args = [program, "--no-load", "--quiet", "--transcript", out]
+    args = [program, "--quiet", "--transcript", out] + ([] if load else ["--no-load"])
     if drawing:
         args.append(drawing)
     args.append(path)
-    result = subprocess.run(args, capture_output=True, text=True)
+    # The plug-in keeps its settings under the user's config folder: a folder of the test's.
+    env = dict(os.environ, XDG_CONFIG_HOME=os.path.join(folder, "config"))
+    result = subprocess.run(args, capture_output=True, text=True, env=env)
     with open(out, encoding="utf-8") as f:
         transcript = f.read()
     check(result.returncode == 0, "linkmesh ran the script: " + result.stderr + transcript)
@@ -53,6 +55,12 @@ def main():
     program = sys.argv[1]
     with tempfile.TemporaryDirectory() as folder:
         ours = os.path.join(folder, "ours.dxf")
+        # The links are imported through the plug-in's Parameter Links Manager.
+        links = os.path.join(folder, "links.csv")
+        with open(links, "w", encoding="utf-8") as f:
+            f.write("width,Sizes.xlsx*Sizes*$B$2\n"
+                    "10.Width,Sizes.xlsx*Sizes*$B$2\n"
+                    "11|F.Width,Sizes.xlsx*Sizes*$B$3\n")
         made = linkmesh(program, folder, "\n".join([
             "PARAM width 800",
             "BLOCK Door",
@@ -64,12 +72,14 @@ def main():
             "TABLE 3 2 0,0",
             'TABLEDIT 12 A1 "Door sizes"',
             'TABLEDIT 12 B2 "{\\fArial;900}"',
-            "LINK width Sizes.xlsx*Sizes*$B$2",
-            "LINK 10.Width Sizes.xlsx*Sizes*$B$2",
-            "LINK 11|F.Width Sizes.xlsx*Sizes*$B$3",
+            "Lmesh_LinkParameters",
+            "> press 107",
+            "> type 1152 " + links,
+            "> ok",
+            "> press 2",
             "LAYOUT NEW",
             "INSERT Door 5,5",
-            "SAVEAS " + ours, ""]))
+            "SAVEAS " + ours, ""]), load=True)
         check("Inserted Door as F into the block Frame." in made, "handles as planned: " + made)
         check("Inserted Door as 10." in made and "Inserted Frame as 11." in made
               and "Table 12:" in made, "handles as planned: " + made)

@@ -157,10 +157,10 @@ TEST_F(ShellCellCommand, TheUpdateSaysWhichResultsMayBeStale) {
     b.sheet(L"Dims").number("B1", 1600).formula("B6", "B1*2", 3200).formula("C6", "FANCY(B1)", 7);
     std::string path = (m_dir / "Dims.xlsx").string();
     b.write(path);
-    ProgramRun r = run("SAVEAS " + (m_dir / "d.dxf").string() +
-                       "\nPARAM width 800\nPARAM depth 10\nLINK width Dims.xlsx*Dims*$B$6\n"
-                       "LINK depth Dims.xlsx*Dims*$C$6\nXLSET " +
-                       path + " Dims B1 2000\nSETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\n");
+    ProgramRun r =
+        run("SAVEAS " + (m_dir / "d.dxf").string() + "\nPARAM width 800\nPARAM depth 10\n" +
+            importLinks("width,Dims.xlsx*Dims*$B$6\ndepth,Dims.xlsx*Dims*$C$6\n") + "XLSET " +
+            path + " Dims B1 2000\nSETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\n");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
     std::string xlset = "\nCommand: XLSET " + path +
                         " Dims B1 2000\nDims!B1 shows \"2000\"; Dims.xlsx saved.\n"

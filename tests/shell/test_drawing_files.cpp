@@ -21,11 +21,12 @@ const std::string kBuild = "PARAM width 800 \"Leaf width\"\n"
                            "INSERT Door 100,0\n"
                            "INSERT Frame 2000,0\n"
                            "TABLE 3 2 0,0\n"
-                           "TABLEDIT 13 B2 \"{\\fArial;900}\"\n"
-                           "LINK width Sizes.xlsx*Sizes*$B$2\n"
-                           "LINK 11.Width Sizes.xlsx*Sizes*$B$2\n"
-                           "LINK 11.Finish Sizes.xlsx*Sizes*$B$3\n"
-                           "LINK 12|10.Width Sizes.xlsx*Sizes*$B$2\n";
+                           "TABLEDIT 13 B2 \"{\\fArial;900}\"\n";
+// Its links, imported through the manager.
+const std::string kLinks = "width,Sizes.xlsx*Sizes*$B$2\n"
+                           "11.Width,Sizes.xlsx*Sizes*$B$2\n"
+                           "11.Finish,Sizes.xlsx*Sizes*$B$3\n"
+                           "12|10.Width,Sizes.xlsx*Sizes*$B$2\n";
 const std::string kList = "PARAMS\nPROPS 11\nPROPS 10\nTABLELIST 13\nXDLIST 2\nXDLIST 11\n"
                           "XDLIST 12\n";
 
@@ -39,6 +40,7 @@ protected:
     }
 
     std::string file(const std::string& name) const { return (m_dir / name).string(); }
+    std::string build() { return kBuild + importLinks(kLinks); }
 
     // What the commands after `from` printed.
     static std::string after(const std::string& transcript, const std::string& from) {
@@ -61,7 +63,7 @@ protected:
 
 TEST_F(DrawingFiles, ASavedDrawingOpensWithItsContentHandlesAndLinks) {
     std::string drawing = file("door.dxf");
-    ProgramRun made = run(kBuild + kList + "SAVEAS " + drawing + "\n", "--no-load");
+    ProgramRun made = run(build() + kList + "SAVEAS " + drawing + "\n");
     ASSERT_EQ(made.exitCode, 0) << made.errors;
     EXPECT_NE(made.transcript.find("\nCommand: SAVEAS " + drawing + "\nSaved " + drawing + ".\n"),
               std::string::npos);
@@ -136,10 +138,8 @@ TEST_F(DrawingFiles, WhatTheModelDoesNotHoldIsReportedOnOpenAndOnTheFirstSave) {
 // The plug-in hears an opened drawing become current: its table links follow edits.
 TEST_F(DrawingFiles, ThePluginsReactorsSeeAnOpenedDrawing) {
     std::string drawing = file("table.dxf");
-    ProgramRun made = run("PARAM width 900\nTABLE 2 2 0,0\nTABLEDIT D B2 900\n"
-                          "LINK width Table(D).$B$2\nSAVEAS " +
-                              drawing + "\n",
-                          "--no-load");
+    ProgramRun made = run("PARAM width 900\nTABLE 2 2 0,0\nTABLEDIT D B2 900\n" +
+                          importLinks("width,Table(D).$B$2\n") + "SAVEAS " + drawing + "\n");
     ASSERT_EQ(made.exitCode, 0) << made.errors;
     ProgramRun r = run("TABLEDIT D B2 1000\nPARAMS\n", "'" + drawing + "'");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
@@ -153,11 +153,10 @@ TEST_F(DrawingFiles, RelativeWorkbookPathsStartFromTheOpenedDrawingsFolder) {
     writeWorkbook(m_dir / "shared" / "Sizes.xlsx", 950, L"Walnut");
     std::string drawing = (m_dir / "plans" / "a.dxf").string();
     fs::create_directories(m_dir / "plans");
-    ProgramRun made = run("PARAM width 800\nPARAM depth 40\n"
-                          "LINK width ..\\shared\\Sizes.xlsx*Sizes*$B$2\n"
-                          "LINK depth Sizes.xlsx*Sizes*$B$2\nSAVEAS " +
-                              drawing + "\n",
-                          "--no-load");
+    ProgramRun made = run("PARAM width 800\nPARAM depth 40\n" +
+                          importLinks("width,..\\shared\\Sizes.xlsx*Sizes*$B$2\n"
+                                      "depth,Sizes.xlsx*Sizes*$B$2\n") +
+                          "SAVEAS " + drawing + "\n");
     ASSERT_EQ(made.exitCode, 0) << made.errors;
     ProgramRun r =
         run("SETVAR FILEDIA 0\nLmesh_UpdateLinkedParameters\nPARAMS\n", "'" + drawing + "'");
@@ -178,8 +177,8 @@ TEST_F(DrawingFiles, UpdateBringsAFolderOfDrawingsUpToDateAndADryRunTouchesNothi
     std::string first = (m_dir / "plans" / "first.dxf").string();
     std::string second = (m_dir / "plans" / "second.dxf").string();
     std::string damaged = (m_dir / "plans" / "damaged.dxf").string();
-    ProgramRun made = run(
-        kBuild + "SAVEAS " + first + "\nPARAMSET width 700\nSAVEAS " + second + "\n", "--no-load");
+    ProgramRun made =
+        run(build() + "SAVEAS " + first + "\nPARAMSET width 700\nSAVEAS " + second + "\n");
     ASSERT_EQ(made.exitCode, 0) << made.errors;
     std::string text = readFile(first);
     writeFile(damaged, text.substr(0, text.size() / 2));

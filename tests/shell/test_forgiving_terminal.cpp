@@ -96,7 +96,8 @@ TEST_F(ShellTest, ARefusedAnswerIsExplainedAndItsPromptShownAgain) {
                   "The prompt wants a point (x,y), a pick (pick HANDLE), a keyword, or Enter to "
                   "cancel.",
                   "Specify a point or [Undo]: pick none 1 2",
-                  "A pick is written \"pick HANDLE [x,y]\" or \"pick none [x,y]\".",
+                  "A pick is written \"pick HANDLE [x,y]\", \"pick OUTER/INNER [x,y]\" or "
+                  "\"pick none [x,y]\".",
                   "Specify a point or [Undo]: 3,4", "Probe: point 3,4,0", "Command: QUIT"}));
 }
 

@@ -30,7 +30,8 @@ TEST_F(ShellTest, AnUnloadedPluginHearsNothingOfTheDrawingsItLeftOpen) {
     // The drawing outlives the library; a table edited afterwards reaches no reactor of the
     // unloaded code, and a new load watches the drawing again.
     ProgramRun r =
-        run("PARAM width 900\nTABLE 2 2 0,0\nTABLEDIT D B2 900\nLINK width Table(D).$B$2\n"
+        run("PARAM width 900\nTABLE 2 2 0,0\nTABLEDIT D B2 900\n" +
+            importLinks("width,Table(D).$B$2\n") +
             "ARXUNLOAD\nTABLEDIT D B2 1000\nPARAMS\nARXLOAD\nTABLEDIT D B2 1200\nPARAMS\n");
     EXPECT_EQ(r.exitCode, 0) << r.errors;
     EXPECT_NE(r.transcript.find("\nCommand: PARAMS\nwidth = 900 = 900"), std::string::npos)

@@ -7,7 +7,9 @@
 
 #include "drawing/Blocks.h"
 #include "drawing/control/Input.h"
+#include "frame/ResourceOverride.h"
 #include "ui/DrawingPicks.h"
+#include "ui/DynaBlockParameterDialog.h"
 
 namespace managertest {
 namespace {
@@ -309,6 +311,52 @@ TEST_F(BlockPick, ABlockErasedBetweenThePickAndAddKeepsTheRowAndStoresNothing) {
     EXPECT_THAT(list(), HasSubstr(handleOf(door) + L".Width")) << transcript();
     EXPECT_EQ(transcript(), L"\nSelect a dynamic block:\nEntity 0: (AcDbBlockReference)\n"
                             L"(block name: Door)\nacdbOpenEntity failed in setXdata function");
+}
+
+TEST_F(BlockPick, WhatCannotBeOpenedIsToldAndLeftOut) {
+    AcDbObjectId wall = defineWall();
+    AcDbObjectId door = defineDoor();
+    AcDbObjectId inner = nest(door, wall);
+    AcDbObjectId outer = insert(wall);
+    // The outer reference is open elsewhere, and so is the door's definition.
+    AcDbBlockReference* busy = nullptr;
+    ASSERT_EQ(acdbOpenObject(busy, outer, AcDb::kForWrite), Acad::eOk);
+    click({outer, inner});
+    AcDbObjectId first, last;
+    int found = selectDynamicBlock(first, last);
+    busy->close();
+    ASSERT_EQ(found, RTNORM);
+    EXPECT_EQ(first, inner);
+    EXPECT_EQ(last, inner) << "the outer one could not be looked at";
+    AcDbBlockTableRecord* record = nullptr;
+    ASSERT_EQ(acdbOpenObject(record, door, AcDb::kForWrite), Acad::eOk);
+    click({outer, inner});
+    AcDbObjectId untouched;
+    found = selectDynamicBlock(untouched, untouched);
+    record->close();
+    EXPECT_EQ(found, RTNORM) << "the wall is found";
+    EXPECT_EQ(untouched, outer);
+    EXPECT_EQ(commandLine(), L"\nSelect a dynamic block:\n"
+                             L"Entity 0: (AcDbBlockReference)\n(block name: Door)\n"
+                             L"Entity 0: \nCouldn't open object"
+                             L"\nSelect a dynamic block:\n"
+                             L"Entity 0: (AcDbBlockReference)\n\nCouldn't open block"
+                             L"Entity 0: (AcDbBlockReference)\n(block name: Wall)\n");
+}
+
+TEST_F(BlockPick, TheDynamicBlockDialogRefusesOkWithoutAChoiceAndStaysOpen) {
+    // The manager never shows it empty; on its own an empty offer leaves nothing chosen.
+    CDynaBlockParameterDialog empty;
+    empty.blockName = L"Door";
+    act({L"ok", L"cancel"});
+    {
+        CLmeshResourceOverride resources;
+        EXPECT_EQ(empty.DoModal(), IDCANCEL);
+    }
+    EXPECT_EQ(transcript(), L"\n[Error|0] Invalid parameter. -> 1");
+    EXPECT_EQ(driver.seen.size(), 2u) << "it stayed open for the next action";
+    EXPECT_EQ(driver.seen.at(1).controls.at(5), L"109 combo (none) of");
+    EXPECT_TRUE(empty.selectedParameter.IsEmpty());
 }
 
 TEST_F(BlockPick, TheSelectionRecordNamesEachEntityOfTheChainWithTheSameIndex) {
