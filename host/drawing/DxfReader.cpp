@@ -475,10 +475,15 @@ private:
                     std::wstring name = r.text(2);
                     if (!name.empty() && !blockTableObject->has(name.c_str())) {
                         auto* record = new AcDbBlockTableRecord;
-                        record->setName(name.c_str());
                         record->data()->layout = isSpaceName(name);
                         m_impl->nextHandle = m_fresh++;
-                        blockTableObject->add(record);
+                        // Cut at a NUL the name would become another one.
+                        if (name.find(L'\0') != std::wstring::npos ||
+                            record->setName(name.c_str()) != Acad::eOk ||
+                            blockTableObject->add(record) != Acad::eOk) {
+                            delete record;
+                            fail(r.line, L"a block has a name the model refuses");
+                        }
                         record->close();
                     }
                 }

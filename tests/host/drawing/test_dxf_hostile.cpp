@@ -125,6 +125,12 @@ TEST_F(DxfHostile, BrokenStructureIsRefused) {
     EXPECT_NE(reason.find("the block \"Door\" would hold itself through nesting"),
               std::string::npos)
         << reason;
+    // A block the table does not list, under a name that a NUL would cut.
+    for (const std::string& bad : {std::string("D\0or", 4), std::string("\0Door", 5)}) {
+        reason =
+            refusal(changed("AcDbBlockBegin\n  2\nDoor\n", "  2\nDoor\n", "  2\n" + bad + "\n"));
+        EXPECT_NE(reason.find("a block has a name the model refuses"), std::string::npos) << reason;
+    }
     // Xdata of an application the file does not register.
     reason = refusal(changed("1001\n", "OTHER^ APP", "UNKNOWN_APP"));
     EXPECT_NE(reason.find("xdata of an application the file does not register"), std::string::npos)
