@@ -590,7 +590,8 @@ private:
                         ++slot;
                     }
                 }
-                for (std::size_t k = slot; k < 3; ++k)
+                // A row whose text style the file leaves out takes the drawing's current one.
+                for (std::size_t k = 0; k < 3; ++k)
                     if (style->textStyle(kStyleRowOrder[k]).isNull())
                         style->setTextStyle(m_impl->textStyle, kStyleRowOrder[k]);
                 AcDbObjectId id = place(style, h);

@@ -150,6 +150,19 @@ TEST_F(DxfHostile, BrokenStructureIsRefused) {
         << reason;
 }
 
+TEST_F(DxfHostile, ATableStyleRowWithoutTextStyleTakesTheCurrentOne) {
+    std::string text = changed("100\nAcDbTableStyle", "  7\n", "  8\n");
+    drawing::DxfReport report;
+    std::wstring error;
+    auto db = drawing::readDxf(text, report, error);
+    ASSERT_TRUE(db) << lmhost::narrow(error);
+    std::string written = drawing::writeDxf(db.get());
+    EXPECT_EQ(written.find("  7\n\n"), std::string::npos) << "a text style written without name";
+    auto again = drawing::readDxf(written, report, error);
+    ASSERT_TRUE(again) << lmhost::narrow(error);
+    EXPECT_EQ(drawing::writeDxf(again.get()), written);
+}
+
 TEST_F(DxfHostile, XdataPastTheHostsLimitIsRefusedNotCut) {
     std::string many;
     for (int i = 0; i < 70; ++i)
