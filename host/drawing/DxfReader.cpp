@@ -273,8 +273,10 @@ private:
         return stub && stub->object ? T::cast(stub->object) : nullptr;
     }
 
+    // A damaged pointer can name a handle another role holds; the first keeps it, so no two
+    // objects of a save share one.
     void roleFrom(const std::wstring& role, std::uint64_t handle) {
-        if (handle && !m_impl->byHandle.count(handle))
+        if (handle && !m_impl->byHandle.count(handle) && m_roleHandles.insert(handle).second)
             m_impl->fileHandles[role] = handle;
     }
     static std::wstring roleOf(const wchar_t* kind, std::uint64_t owner) {
@@ -1160,6 +1162,7 @@ private:
     Section* m_objects = nullptr;
     std::map<std::uint64_t, std::uint64_t> m_layoutOf; // space record -> its LAYOUT
     std::map<std::wstring, int> m_notKept;
+    std::set<std::uint64_t> m_roleHandles;
     std::uint64_t m_fresh = 1;
     std::uint64_t m_handSeed = 0;
 };

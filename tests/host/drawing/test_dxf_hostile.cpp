@@ -163,6 +163,27 @@ TEST_F(DxfHostile, ATableStyleRowWithoutTextStyleTakesTheCurrentOne) {
     EXPECT_EQ(drawing::writeDxf(again.get()), written);
 }
 
+TEST_F(DxfHostile, ADictionaryEntryNamingAnotherObjectsHandleGetsItsOwn) {
+    // The table styles' dictionary entry points at an ENDBLK's handle instead of its own.
+    auto handleAfter = [&](const std::string& marker) {
+        size_t at = m_good.find(marker);
+        EXPECT_NE(at, std::string::npos) << marker;
+        at += marker.size();
+        return m_good.substr(at, m_good.find('\n', at) - at);
+    };
+    std::string endblk = handleAfter("ENDBLK\n  5\n");
+    std::string own = handleAfter("ACAD_TABLESTYLE\n350\n");
+    std::string text = changed("ACAD_TABLESTYLE\n", "350\n" + own + "\n", "350\n" + endblk + "\n");
+    drawing::DxfReport report;
+    std::wstring error;
+    auto db = drawing::readDxf(text, report, error);
+    ASSERT_TRUE(db) << lmhost::narrow(error);
+    std::string written = drawing::writeDxf(db.get());
+    auto again = drawing::readDxf(written, report, error);
+    ASSERT_TRUE(again) << lmhost::narrow(error);
+    EXPECT_EQ(drawing::writeDxf(again.get()), written);
+}
+
 TEST_F(DxfHostile, XdataPastTheHostsLimitIsRefusedNotCut) {
     std::string many;
     for (int i = 0; i < 70; ++i)
