@@ -1,5 +1,6 @@
 #include "drawing/DxfGroups.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -223,6 +224,16 @@ std::uint64_t handleOf(const Group& g) {
     std::uint64_t h = 0;
     parseHandle(g.value, h);
     return h;
+}
+
+std::string binaryOf(const Group& g) {
+    std::string_view v = trimmed(g.value);
+    std::string bytes;
+    bytes.reserve(v.size() / 2);
+    for (std::size_t k = 0; k + 1 < v.size(); k += 2)
+        bytes +=
+            static_cast<char>(std::max(hexDigit(v[k]), 0) * 16 + std::max(hexDigit(v[k + 1]), 0));
+    return bytes;
 }
 
 std::wstring textOf(const Group& g) {

@@ -40,6 +40,7 @@ bool readGroups(std::string_view text, std::vector<Group>& groups, std::string& 
 double realOf(const Group& g);
 std::int64_t integerOf(const Group& g);
 std::uint64_t handleOf(const Group& g); // 0 for the null handle
+std::string binaryOf(const Group& g);   // the bytes of hexadecimal binary data
 // Text with the file's caret escapes (^J, ^ ) undone, as UTF-8 becomes wide text.
 std::wstring textOf(const Group& g);
 

@@ -4,6 +4,7 @@
 // the whole file with the line it was found on.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <map>
 #include <numbers>
 #include <set>
@@ -316,16 +317,13 @@ private:
                 break;
             }
             case lmhost::ResbufKind::Binary: {
-                std::string_view v = g.value;
-                resbuf* rb = add(code);
-                rb->resval.rbinary.clen =
-                    static_cast<short>(std::min<std::size_t>(v.size() / 2, 32767));
-                if (v.size() / 2 > 127)
+                std::string bytes = dxf::binaryOf(g);
+                if (bytes.size() > 127)
                     fail(g.line, L"binary xdata of more than 127 bytes");
-                rb->resval.rbinary.buf = static_cast<char*>(std::malloc(v.size() / 2 + 1));
-                for (std::size_t k = 0; k + 1 < v.size(); k += 2)
-                    rb->resval.rbinary.buf[k / 2] =
-                        static_cast<char>(std::stoi(std::string(v.substr(k, 2)), nullptr, 16));
+                resbuf* rb = add(code);
+                rb->resval.rbinary.clen = static_cast<short>(bytes.size());
+                rb->resval.rbinary.buf = static_cast<char*>(std::malloc(bytes.size() + 1));
+                std::memcpy(rb->resval.rbinary.buf, bytes.data(), bytes.size());
                 break;
             }
             case lmhost::ResbufKind::Point: {

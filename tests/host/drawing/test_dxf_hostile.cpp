@@ -184,6 +184,15 @@ TEST_F(DxfHostile, ADictionaryEntryNamingAnotherObjectsHandleGetsItsOwn) {
     EXPECT_EQ(drawing::writeDxf(again.get()), written);
 }
 
+TEST_F(DxfHostile, BinaryXdataWithSpacesAroundReadsAsItsBytes) {
+    std::string text = changed("1004\n", "00FF10\n", "00ff10  \n");
+    drawing::DxfReport report;
+    std::wstring error;
+    auto db = drawing::readDxf(text, report, error);
+    ASSERT_TRUE(db) << lmhost::narrow(error);
+    EXPECT_NE(drawing::writeDxf(db.get()).find("1004\n00FF10\n"), std::string::npos);
+}
+
 TEST_F(DxfHostile, XdataPastTheHostsLimitIsRefusedNotCut) {
     std::string many;
     for (int i = 0; i < 70; ++i)
