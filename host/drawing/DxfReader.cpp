@@ -312,7 +312,8 @@ private:
             int code = g.code;
             switch (lmhost::resbufKind(code)) {
             case lmhost::ResbufKind::Text: {
-                std::wstring text = dxf::textOf(g);
+                // A handle is kept in its plain form, as the writer must give it back.
+                std::wstring text = code == 1005 ? hex(dxf::handleOf(g)) : dxf::textOf(g);
                 add(code)->resval.rstring = lmhost::duplicateText(text.c_str());
                 break;
             }

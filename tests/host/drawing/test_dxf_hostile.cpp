@@ -193,6 +193,21 @@ TEST_F(DxfHostile, BinaryXdataWithSpacesAroundReadsAsItsBytes) {
     EXPECT_NE(drawing::writeDxf(db.get()).find("1004\n00FF10\n"), std::string::npos);
 }
 
+TEST_F(DxfHostile, XdataHandlesWithSpacesAroundAreKeptPlain) {
+    size_t at = m_good.find("1005\n");
+    ASSERT_NE(at, std::string::npos);
+    at += 5;
+    std::string handle = m_good.substr(at, m_good.find('\n', at) - at);
+    std::string text = changed("1005\n", handle + "\n", "\t 0" + handle + " \n");
+    drawing::DxfReport report;
+    std::wstring error;
+    auto db = drawing::readDxf(text, report, error);
+    ASSERT_TRUE(db) << lmhost::narrow(error);
+    std::string written = drawing::writeDxf(db.get());
+    EXPECT_NE(written.find("1005\n" + handle + "\n"), std::string::npos);
+    EXPECT_TRUE(drawing::readDxf(written, report, error)) << lmhost::narrow(error);
+}
+
 TEST_F(DxfHostile, XdataPastTheHostsLimitIsRefusedNotCut) {
     std::string many;
     for (int i = 0; i < 70; ++i)
