@@ -537,6 +537,12 @@ void COleDispatchDriver::GetProperty(DISPID member, VARTYPE type, void* result) 
                                                         nullptr);
 }
 
+// The framework's signature ends its fixed parameters with a VARTYPE, which is promoted when
+// passed; every supported compiler finds the variadic part after it all the same.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wvarargs"
+#endif
 void COleDispatchDriver::SetProperty(DISPID member, VARTYPE type, ...) {
     va_list args;
     va_start(args, type);
@@ -550,3 +556,6 @@ void COleDispatchDriver::SetProperty(DISPID member, VARTYPE type, ...) {
     }
     va_end(args);
 }
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
