@@ -1,17 +1,23 @@
 // How close reading comes to its floor, as ratios measured side by side in one run:
-//  - CellRatio: the reads of `linkmesh cell` for 1,000 scattered cells of a workbook of
-//    100,000 rows x 10 columns (about 41 MB of sheet XML, 100,050 shared strings, three
-//    number formats), against zlib inflating the parts that command reads;
+//  - CellRatio: `linkmesh cell` of 1,000 scattered cells of a workbook of 100,000 rows x 10
+//    columns (about 41 MB of sheet XML, 100,050 shared strings, three number formats), run
+//    as a process, against zlib inflating the parts that command reads;
 //  - UpdateRatio: the update of 10,000 parameters and 2,000 block properties over 50
 //    workbooks, against reading the same cells with the spreadsheet substitute alone;
 //  - LoadAll: the whole sheet parsed and indexed, in cells per second, beside the inflate.
 // Everything is built here; `bench_ratios --write-workbook=DIR` writes the big workbook and
 // its 1,000 addresses (cells.txt) to DIR instead, for timing the command itself.
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <zip.h>
 #include <zlib.h>
 
 #include <chrono>
+#include <cmath>
+#include <limits>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -20,9 +26,8 @@
 #include <random>
 
 #include "UpdateFixture.h"
-#include "afxdisp.h"
-#include "spreadsheet/Calculation.h"
-#include "spreadsheet/CellRef.h"
+
+extern char** environ;
 
 namespace {
 
@@ -190,67 +195,29 @@ BigBook& bigBook() {
     return book;
 }
 
-// Excel's member numbers, as the command calls them.
-constexpr DISPID kWorkbooks = 0x23C, kOpen = 0x2AA, kWorksheets = 0x1EE, kItem = 0xAA,
-                 kRange = 0xC5, kText = 0x8A;
-
-LPDISPATCH member(COleDispatchDriver& from, DISPID id, const VARIANT* arg) {
-    static const BYTE one[] = VTS_VARIANT;
-    LPDISPATCH d = nullptr;
-    if (arg)
-        from.InvokeHelper(id, DISPATCH_PROPERTYGET, VT_DISPATCH, &d, one, arg);
-    else
-        from.InvokeHelper(id, DISPATCH_PROPERTYGET, VT_DISPATCH, &d, nullptr);
-    return d;
-}
-
-// What `linkmesh cell BOOK Sheet1 CELL...` does: a read-only open to check the file and the
-// sheet, then the program's objects: Workbooks.Open read-only, the sheet, and for each cell
-// Range(address).Text, with the check of the sheet and whether the result may be stale.
-std::size_t readAsTheCellCommand(const BigBook& b) {
-    spreadsheet::Status status;
-    auto probe = spreadsheet::Workbook::open(b.path, true, status);
-    if (!probe || probe->findSheet(L"Sheet1") != 0)
-        return 0;
-    probe.reset();
-    std::size_t characters = 0;
-    {
-        COleDispatchDriver app, books, book, sheets, sheet;
-        if (!app.CreateDispatch(L"Excel.Application"))
-            return 0;
-        books.AttachDispatch(member(app, kWorkbooks, nullptr));
-        static const BYTE openArgs[] = VTS_BSTR VTS_VARIANT VTS_VARIANT;
-        COleVariant update(0L), readOnly(1L);
-        LPDISPATCH opened = nullptr;
-        books.InvokeHelper(kOpen, DISPATCH_METHOD, VT_DISPATCH, &opened, openArgs, b.path.c_str(),
-                           &update, &readOnly);
-        book.AttachDispatch(opened);
-        sheets.AttachDispatch(member(book, kWorksheets, nullptr));
-        COleVariant name(L"Sheet1");
-        sheet.AttachDispatch(member(sheets, kItem, &name));
-        spreadsheet::Workbook* model =
-            excelhost::workbook(excelhost::lastStartedExcel(), L"big.xlsx");
-        for (const std::string& a : b.addresses) {
-            std::wstring address(a.begin(), a.end());
-            COleDispatchDriver range;
-            COleVariant arg(address.c_str());
-            range.AttachDispatch(member(sheet, kRange, &arg));
-            VARIANT v;
-            VariantInit(&v);
-            range.InvokeHelper(kText, DISPATCH_PROPERTYGET, VT_VARIANT, &v, nullptr);
-            COleVariant text;
-            text.Attach(v);
-            if (text.vt == VT_BSTR)
-                characters += std::wcslen(text.bstrVal);
-            spreadsheet::CellRef ref;
-            spreadsheet::Worksheet& ws = model->sheet(0);
-            if (ws.load() != spreadsheet::Status::Ok || !spreadsheet::parseCellRef(address, ref))
-                return 0;
-            characters += ws.mayBeStale(ref.row, ref.col);
-        }
-    }
-    excelhost::resetExcel();
-    return characters;
+// `linkmesh cell BOOK Sheet1 CELL...` run as a process, its output thrown away. Gives the
+// process's CPU seconds, or a negative time when it failed.
+double runCellCommand(const BigBook& b) {
+    std::vector<std::string> words{LINKMESH_PROGRAM, "cell", fs::path(b.path).string(), "Sheet1"};
+    words.insert(words.end(), b.addresses.begin(), b.addresses.end());
+    std::vector<char*> argv;
+    for (std::string& w : words)
+        argv.push_back(w.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    pid_t pid = 0;
+    int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0)
+        return -1;
+    int status = 0;
+    rusage usage{};
+    if (wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return -1;
+    auto seconds = [](const timeval& t) { return double(t.tv_sec) + double(t.tv_usec) * 1e-6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 using Clock = std::chrono::steady_clock;
@@ -261,22 +228,23 @@ double cpuSeconds() {
     return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
 }
 
-// Times a and b one after the other in each iteration, so that both meet the same load.
+// Times a and b one after the other in each iteration, so that both meet the same load. Each
+// gives the CPU seconds of a process it ran, or NaN for its own.
 struct SideBySide {
     double wallA = 0, wallB = 0, cpuA = 0, cpuB = 0;
     template <class A, class B> void run(A a, B b) {
         auto w0 = Clock::now();
         double c0 = cpuSeconds();
-        a();
+        double childA = a();
         auto w1 = Clock::now();
         double c1 = cpuSeconds();
-        b();
+        double childB = b();
         auto w2 = Clock::now();
         double c2 = cpuSeconds();
         wallA += std::chrono::duration<double>(w1 - w0).count();
         wallB += std::chrono::duration<double>(w2 - w1).count();
-        cpuA += c1 - c0;
-        cpuB += c2 - c1;
+        cpuA += std::isnan(childA) ? c1 - c0 : childA;
+        cpuB += std::isnan(childB) ? c2 - c1 : childB;
     }
     void report(benchmark::State& state, const char* a, const char* b) const {
         double n = double(state.iterations());
@@ -287,14 +255,25 @@ struct SideBySide {
     }
 };
 
+constexpr double kOwnTime = std::numeric_limits<double>::quiet_NaN();
+
 void BM_CellRatio(benchmark::State& state) {
     const BigBook& b = bigBook();
     SideBySide timing;
-    std::size_t characters = 0, inflated = 0;
+    std::size_t inflated = 0;
+    bool failed = false;
     for (auto _ : state)
-        timing.run([&] { characters = readAsTheCellCommand(b); },
-                   [&] { inflated = inflateParts(b.parts); });
-    if (characters == 0 || inflated == 0)
+        timing.run(
+            [&] {
+                double cpu = runCellCommand(b);
+                failed = failed || cpu < 0;
+                return cpu;
+            },
+            [&] {
+                inflated = inflateParts(b.parts);
+                return kOwnTime;
+            });
+    if (failed || inflated == 0)
         state.SkipWithError("the workbook could not be read");
     timing.report(state, "cell", "inflate");
     state.counters["inflated_MB"] = double(inflated) / (1 << 20);
@@ -313,7 +292,15 @@ void BM_UpdateRatio(benchmark::State& state) {
     SideBySide timing;
     std::size_t characters = 0;
     for (auto _ : state)
-        timing.run([&] { runUpdate(); }, [&] { characters += readSameCells(f); });
+        timing.run(
+            [&] {
+                runUpdate();
+                return kOwnTime;
+            },
+            [&] {
+                characters += readSameCells(f);
+                return kOwnTime;
+            });
     benchmark::DoNotOptimize(characters);
     timing.report(state, "update", "read");
 }
@@ -332,11 +319,16 @@ void BM_LoadAll(benchmark::State& state) {
                     state.SkipWithError("loadAll failed");
                 else
                     benchmark::DoNotOptimize(book->sheet(0).usedRange());
+                return kOwnTime;
             },
-            [&] { benchmark::DoNotOptimize(inflateParts(b.parts)); });
+            [&] {
+                benchmark::DoNotOptimize(inflateParts(b.parts));
+                return kOwnTime;
+            });
     timing.report(state, "loadAll", "inflate");
-    state.counters["cells_per_s"] =
-        benchmark::Counter(double(kBigRows) * kBigCols * double(state.iterations()) / timing.wallA);
+    double cells = double(kBigRows) * kBigCols * double(state.iterations());
+    state.counters["cells_per_s"] = cells / timing.wallA;
+    state.counters["cells_per_cpu_s"] = cells / timing.cpuA;
 }
 BENCHMARK(BM_LoadAll)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 

@@ -743,6 +743,21 @@ private:
             entity->close();
             return;
         }
+        auto* space = objectOf<AcDbBlockTableRecord>(owner.handle().value());
+        if (r.type == "VIEWPORT" && r.integer(69) > 1 && owner != m_impl->modelSpace && space &&
+            space->data()->layout) {
+            // A viewport placed on a layout; the one numbered 1 is the paper itself.
+            auto* viewport = new AcDbViewport;
+            AcDbObjectId id = place(viewport, handleFor(r));
+            AcDbObjectAccess::setOwner(viewport, owner);
+            AcGeVector3d direction(r.real(16), r.real(26), r.real(36, 1.0));
+            if (!direction.isZeroLength())
+                viewport->setViewDirection(direction);
+            applyXData(viewport, r);
+            viewport->close();
+            m_impl->layoutViewports.push_back(id);
+            return;
+        }
         if (r.type == "SEQEND")
             return;
         notKept(widenView(r.type) + L" entities");

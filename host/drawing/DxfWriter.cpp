@@ -446,6 +446,31 @@ private:
             else if (auto* line = AcDbLine::cast(entity))
                 writeLine(w, line, paper);
         }
+        // The viewports placed on a layout follow its entities, numbered from 2 (1 is the
+        // paper itself, which the model does not keep).
+        if (!paper)
+            return;
+        int number = 2;
+        for (const AcDbObjectId& id : m_impl->layoutViewports) {
+            auto* viewport = peek<AcDbViewport>(id);
+            if (!viewport || id.isErased() || viewport->ownerId() != record->objectId())
+                continue;
+            Reading r(viewport);
+            writeViewport(w, viewport, number++);
+        }
+    }
+
+    void writeViewport(Writer& w, AcDbViewport* viewport, int number) {
+        entityHead(w, "VIEWPORT", viewport, true);
+        w.text(100, "AcDbViewport");
+        w.point(10, 0.0, 0.0, 0.0);
+        w.real(40, 1.0);
+        w.real(41, 1.0);
+        w.integer(68, 1);
+        w.integer(69, number);
+        AcGeVector3d direction = viewport->viewDirection();
+        w.point(16, direction.x, direction.y, direction.z);
+        writeXData(w, viewport);
     }
 
     void entityHead(Writer& w, const char* type, AcDbEntity* entity, bool paper) {

@@ -65,28 +65,33 @@ int cellCommand(const std::vector<std::string>& args) {
         std::cerr << "usage: linkmesh cell WORKBOOK SHEET CELL... [--value]\n";
         return shell::kExitUsage;
     }
-    // The file and the sheet are checked first, for messages that say what is wrong.
-    spreadsheet::Status status;
     std::wstring path = lmhost::widen(words[0]);
-    auto probe = spreadsheet::Workbook::open(path, true, status);
-    if (!probe) {
-        std::cerr << "linkmesh: cannot open " << words[0] << ": "
-                  << lmhost::narrow(spreadsheet::statusText(status)) << "\n";
-        return shell::kExitScriptError;
-    }
     std::wstring sheetName = lmhost::widen(words[1]);
-    int sheetIndex = probe->findSheet(sheetName);
-    if (sheetIndex < 0) {
-        std::cerr << "linkmesh: " << words[0] << " has no sheet \"" << words[1] << "\"\n";
-        return shell::kExitScriptError;
-    }
-    probe.reset();
+    // Messages that say what is wrong with the file or the sheet come from reading them
+    // directly. That is done only when the spreadsheet program has refused: a file it
+    // opens and a sheet it finds are read by the same rules, and opening a big workbook
+    // twice costs as much as its shared strings.
+    auto refusedFileOrSheet = [&] {
+        spreadsheet::Status status;
+        auto probe = spreadsheet::Workbook::open(path, true, status);
+        if (!probe) {
+            std::cerr << "linkmesh: cannot open " << words[0] << ": "
+                      << lmhost::narrow(spreadsheet::statusText(status)) << "\n";
+            return true;
+        }
+        if (probe->findSheet(sheetName) < 0) {
+            std::cerr << "linkmesh: " << words[0] << " has no sheet \"" << words[1] << "\"\n";
+            return true;
+        }
+        return false;
+    };
 
     int code = shell::kExitOk;
     COleDispatchDriver app, books, book, sheets, sheet;
     try {
         if (!app.CreateDispatch(L"Excel.Application")) {
-            std::cerr << "linkmesh: the spreadsheet program cannot be started\n";
+            if (!refusedFileOrSheet())
+                std::cerr << "linkmesh: the spreadsheet program cannot be started\n";
             return shell::kExitScriptError;
         }
         books.AttachDispatch(getObject(app, kWorkbooks, nullptr));
@@ -100,11 +105,15 @@ int cellCommand(const std::vector<std::string>& args) {
         COleVariant name(sheetName.c_str());
         sheet.AttachDispatch(getObject(sheets, kItem, &name));
     } catch (CException* e) {
-        std::cerr << "linkmesh: cannot open " << words[0] << ": " << failureText(e) << "\n";
+        std::string why = failureText(e);
+        if (!refusedFileOrSheet())
+            std::cerr << "linkmesh: cannot open " << words[0] << ": " << why << "\n";
         return shell::kExitScriptError;
     }
     spreadsheet::Workbook* model =
         excelhost::workbook(excelhost::lastStartedExcel(), spreadsheet::fileNameOf(path));
+    // The sheet the program found by that name, as the model numbers it.
+    int sheetIndex = model ? model->findSheet(sheetName) : -1;
     for (size_t i = 2; i < words.size(); ++i) {
         std::wstring address = lmhost::widen(words[i]);
         COleDispatchDriver range;

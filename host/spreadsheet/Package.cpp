@@ -136,7 +136,9 @@ Status Package::read(const std::string& part, std::string& out) {
     zip_stat_init(&st);
     bool stated = zip_stat_index(m_zip, it->second, 0, &st) == 0;
     if (stated && (st.valid & ZIP_STAT_SIZE) && st.size <= m_limits.maxPartBytes) {
-        out.reserve(std::size_t(st.size)); // a hint only: the real count is checked below
+        // A hint only: the real count is checked below. One byte more, so that the end of
+        // a truthful part is seen without growing the buffer.
+        out.reserve(std::size_t(st.size) + 1);
         adviseHugePages(out.data(), out.capacity());
     }
     // Deflated entries are inflated by ISA-L from the raw bytes, a few times faster than
@@ -172,7 +174,9 @@ Status Package::read(const std::string& part, std::string& out) {
     for (;;) {
         std::size_t have = out.size();
         std::size_t room = m_limits.maxPartBytes - std::min(have, m_limits.maxPartBytes) + 1;
-        std::size_t want = std::min(chunk, room);
+        // Within the room reserved while there is some, so that the buffer is not moved.
+        std::size_t spare = out.capacity() - have;
+        std::size_t want = std::min({spare > 0 ? spare : chunk, chunk, room});
         out.resize(have + want);
         std::size_t got = 0;
         bool done = false;

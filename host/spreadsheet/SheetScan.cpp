@@ -6,7 +6,12 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace spreadsheet {
 
@@ -62,6 +67,72 @@ Status readHead(SheetData& sd, pugi::xml_node root) {
     return Status::Ok;
 }
 
+// One pass over the text after the opening tag of <sheetData>: the row start tags up to the
+// closing tag, whether a comment, CDATA or processing instruction stands before it, and where
+// it is. Sixteen places are tried at once for a '<' followed by what could start one of them,
+// which is rare in sheet XML: a search that stops at each '<' would stop millions of times.
+struct SheetDataScan {
+    std::vector<std::size_t> rowStarts; // offsets from the start of the text given
+    std::size_t closingAt = std::string::npos;
+    bool markup = false; // "<!" or "<?" before the closing tag
+};
+
+SheetDataScan scanSheetData(std::string_view text, std::string_view rowTag,
+                            std::string_view closing) {
+    SheetDataScan scan;
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    // A candidate: '<' and then '!', '?', the row tag's next byte, or "/" and the closing
+    // tag's third byte. Answers whether the scan is over.
+    auto visit = [&](const char* at) {
+        if (std::size_t(end - at) >= closing.size() &&
+            std::memcmp(at, closing.data(), closing.size()) == 0) {
+            scan.closingAt = std::size_t(at - begin);
+            return true;
+        }
+        if (at + 1 < end && (at[1] == '!' || at[1] == '?')) {
+            scan.markup = true;
+            return true;
+        }
+        if (std::size_t(end - at) > rowTag.size() &&
+            std::memcmp(at, rowTag.data(), rowTag.size()) == 0) {
+            char next = at[rowTag.size()];
+            if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
+                next == '\r')
+                scan.rowStarts.push_back(std::size_t(at - begin));
+        }
+        return false;
+    };
+    const char* p = begin;
+#ifdef __SSE2__
+    const __m128i tag = _mm_set1_epi8('<'), bang = _mm_set1_epi8('!'),
+                  question = _mm_set1_epi8('?'), row = _mm_set1_epi8(rowTag[1]),
+                  slash = _mm_set1_epi8('/'), closing2 = _mm_set1_epi8(closing[2]);
+    for (; end - p >= 18; p += 16) {
+        __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1));
+        __m128i after = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2));
+        __m128i wanted =
+            _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(next, bang), _mm_cmpeq_epi8(next, question)),
+                         _mm_or_si128(_mm_cmpeq_epi8(next, row),
+                                      _mm_and_si128(_mm_cmpeq_epi8(next, slash),
+                                                    _mm_cmpeq_epi8(after, closing2))));
+        unsigned mask =
+            unsigned(_mm_movemask_epi8(_mm_and_si128(_mm_cmpeq_epi8(here, tag), wanted)));
+        for (; mask; mask &= mask - 1)
+            if (visit(p + __builtin_ctz(mask)))
+                return scan;
+    }
+#endif
+    for (; p < end; ++p)
+        if (*p == '<' && p + 1 < end &&
+            (p[1] == '!' || p[1] == '?' || p[1] == rowTag[1] ||
+             (p[1] == '/' && p + 2 < end && p[2] == closing[2])) &&
+            visit(p))
+            return scan;
+    return scan;
+}
+
 // Offsets of the rows inside <sheetData> by a scan of the raw text. Gives false when the
 // text holds anything the scan cannot be sure of (comments, CDATA, processing
 // instructions, rows out of order): the sheet is then parsed as a whole.
@@ -80,35 +151,19 @@ bool scanRows(SheetData& d, Status& status, const Limits& limits) {
     std::string closing("</");
     closing += prefix;
     closing += "sheetData>";
-    std::size_t contentEnd = b.find(closing, tagEnd);
-    if (contentEnd == std::string::npos)
-        return false;
-    std::string_view content(b.data() + tagEnd + 1, contentEnd - tagEnd - 1);
-    // Comments, CDATA and processing instructions could hide or fake a row start: those
-    // sheets take the full parse. '!' and '?' are rare in sheet XML, so look for them first.
-    const char* const begin = content.data();
-    const char* const end = begin + content.size();
-    for (char mark : {'!', '?'})
-        for (const char* q = static_cast<const char*>(std::memchr(begin, mark, end - begin)); q;
-             q = static_cast<const char*>(std::memchr(q + 1, mark, end - q - 1)))
-            if (q > begin && q[-1] == '<')
-                return false;
     std::string rowTag(1, '<');
     rowTag += prefix;
     rowTag += "row";
-    std::vector<std::size_t> starts;
-    for (const char* q =
-             static_cast<const char*>(memmem(begin, end - begin, rowTag.data(), rowTag.size()));
-         q; q = static_cast<const char*>(
-                memmem(q + rowTag.size(), end - q - rowTag.size(), rowTag.data(), rowTag.size()))) {
-        std::size_t i = q - begin;
-        if (i + rowTag.size() >= content.size())
-            break;
-        char next = content[i + rowTag.size()];
-        if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
-            next == '\r')
-            starts.push_back(i);
-    }
+    SheetDataScan scan = scanSheetData(std::string_view(b).substr(tagEnd + 1), rowTag, closing);
+    // Comments, CDATA and processing instructions could hide or fake a row start: those
+    // sheets take the full parse, and so does a sheet without the closing tag.
+    if (scan.markup || scan.closingAt == std::string::npos)
+        return false;
+    std::size_t contentEnd = tagEnd + 1 + scan.closingAt;
+    std::string_view content(b.data() + tagEnd + 1, scan.closingAt);
+    std::vector<std::size_t>& starts = scan.rowStarts;
+    while (!starts.empty() && starts.back() + rowTag.size() >= content.size())
+        starts.pop_back();
     std::string head;
     head.reserve(tagEnd + 1 + (b.size() - contentEnd));
     head.append(b, 0, tagEnd + 1);
@@ -122,9 +177,12 @@ bool scanRows(SheetData& d, Status& status, const Limits& limits) {
     for (std::size_t k = 0; k < starts.size(); ++k) {
         std::size_t at = starts[k];
         std::size_t stop = k + 1 < starts.size() ? starts[k + 1] : content.size();
-        std::size_t gt = content.find('>', at);
+        // The end of the start tag, looked for byte by byte: it is a few bytes away.
+        std::size_t gt = at;
+        while (gt < stop && content[gt] != '>')
+            ++gt;
         int rowNum = prevRow + 1;
-        if (gt != std::string_view::npos && gt < stop) {
+        if (gt < stop) {
             std::string_view tag = content.substr(at, gt - at);
             std::size_t r = tag.find("r=");
             while (r != std::string_view::npos && tag[r - 1] != ' ' && tag[r - 1] != '\t' &&

@@ -78,6 +78,26 @@ struct SheetData {
     }
 };
 
+// The shared-string table: the part stays parsed, and an item becomes text when a cell first
+// asks for it, so that opening a workbook of a hundred thousand strings builds none of them.
+class SharedStrings {
+public:
+    std::size_t size() const { return m_items.size(); }
+    const std::wstring& text(std::size_t index);
+    // Parses the part and adds its items; refuses more than maxSharedStrings in all.
+    Status load(Package& pkg, const std::string& part, const Limits& limits);
+
+private:
+    struct Part {
+        std::string buffer; // the text the document points into
+        pugi::xml_document doc;
+    };
+    std::vector<std::unique_ptr<Part>> m_parts;
+    std::vector<pugi::xml_node> m_items;
+    std::vector<std::wstring> m_texts;
+    std::vector<bool> m_made;
+};
+
 struct WorkbookImpl {
     Limits limits;
     Package pkg;
@@ -85,7 +105,7 @@ struct WorkbookImpl {
     std::string workbookBuffer;
     pugi::xml_document workbookDoc;
     bool workbookModified = false;
-    std::vector<std::wstring> sharedStrings;
+    SharedStrings sharedStrings;
     std::vector<int> xfFormat;  // numFmtId per cell format
     std::vector<bool> xfQuoted; // cell formats that mark text typed with an apostrophe
     // The styles part stays parsed so that typed entries can add cell formats.
@@ -120,7 +140,6 @@ struct WorkbookImpl {
     // an equal one is reused. Without a styles part the style stays as it is.
     int deriveStyle(int style, int numFmtId, bool quoted);
 
-    Status loadSharedStrings(const std::string& part);
     Status loadStyles(const std::string& part);
     static Status openPackage(Workbook& book, std::string bytes);
     static Status loadSheet(Workbook& book, Worksheet& sheet, bool full);

@@ -85,23 +85,38 @@ bool endsWith(std::string_view s, std::string_view suffix) {
 
 } // namespace
 
-Status WorkbookImpl::loadSharedStrings(const std::string& part) {
-    std::string buf;
-    Status st = pkg.read(part, buf);
+Status SharedStrings::load(Package& pkg, const std::string& part, const Limits& limits) {
+    auto parsed = std::make_unique<Part>();
+    Status st = pkg.read(part, parsed->buffer);
     if (st != Status::Ok)
         return st;
-    pugi::xml_document doc;
-    st = parseXml(buf, doc, limits);
+    st = parseXml(parsed->buffer, parsed->doc, limits);
     if (st != Status::Ok)
         return st;
-    for (auto si = doc.document_element().first_child(); si; si = si.next_sibling()) {
+    m_parts.push_back(std::move(parsed));
+    m_texts.clear();
+    m_made.clear();
+    for (auto si = m_parts.back()->doc.document_element().first_child(); si;
+         si = si.next_sibling()) {
         if (localName(si.name()) != "si")
             continue;
-        if (sharedStrings.size() >= limits.maxSharedStrings)
+        if (m_items.size() >= limits.maxSharedStrings)
             return Status::TooManyStrings;
-        sharedStrings.push_back(stringItemText(si));
+        m_items.push_back(si);
     }
     return Status::Ok;
+}
+
+const std::wstring& SharedStrings::text(std::size_t index) {
+    if (m_texts.empty()) {
+        m_texts.resize(m_items.size());
+        m_made.resize(m_items.size());
+    }
+    if (!m_made[index]) {
+        m_texts[index] = stringItemText(m_items[index]);
+        m_made[index] = true;
+    }
+    return m_texts[index];
 }
 
 Status WorkbookImpl::loadStyles(const std::string& part) {
@@ -162,7 +177,7 @@ Status WorkbookImpl::openPackage(Workbook& book, std::string bytes) {
         return st;
     for (const auto& [id, rel] : rels) {
         if (endsWith(rel.type, "/sharedStrings") && m.pkg.has(rel.target)) {
-            st = m.loadSharedStrings(rel.target);
+            st = m.sharedStrings.load(m.pkg, rel.target, m.limits);
             if (st != Status::Ok)
                 return st;
         } else if (endsWith(rel.type, "/styles") && m.pkg.has(rel.target)) {

@@ -89,7 +89,7 @@ bool mentionsVolatile(std::string_view formula) {
     return false;
 }
 
-CellValue readCell(pugi::xml_node node, const std::vector<std::wstring>& sst) {
+CellValue readCell(pugi::xml_node node, SharedStrings& sst) {
     CellValue v;
     std::string_view t = node.attribute("t").value();
     pugi::xml_node vNode, fNode, isNode;
@@ -110,7 +110,7 @@ CellValue readCell(pugi::xml_node node, const std::vector<std::wstring>& sst) {
         auto res = std::from_chars(text, text + std::strlen(text), idx);
         if (res.ec == std::errc() && idx >= 0 && std::size_t(idx) < sst.size()) {
             v.type = CellType::String;
-            v.string = sst[std::size_t(idx)];
+            v.string = sst.text(std::size_t(idx));
         }
     } else if (t == "inlineStr") {
         v.type = CellType::String;

@@ -37,7 +37,7 @@ AcDbObjectId paperSpaceId(AcDbDatabase* database);
 // on a layout's paper no viewport is current (paper is seen in plan). A viewport placed on a
 // layout looks at model space along its own view direction; entering it makes model space the
 // current space and that viewport the current one, until a space is made current again.
-// Layout viewports live for the session: a drawing file keeps the model's viewport only.
+// A drawing file keeps them; which one was entered it does not keep.
 Acad::ErrorStatus addLayoutViewport(AcDbDatabase* database, AcDbObjectId layoutId,
                                     const AcGeVector3d& viewDirection, AcDbObjectId& viewportId);
 Acad::ErrorStatus enterLayoutViewport(AcDbDatabase* database, AcDbObjectId viewportId);

@@ -310,6 +310,12 @@ void buildRichDrawing(AcDbDatabase* db) {
     addParameter(db, layout, L"Gap", L"12.5", 12.5);
     AcDbObjectId margin = addParameter(db, paper, L"Margin", L"45", 45);
     lmhost::setAngularVariable(margin, true);
+
+    // Viewports on both layouts, looking at the model from their own directions.
+    AcDbObjectId viewport;
+    ASSERT_EQ(lmhost::addLayoutViewport(db, paper, AcGeVector3d(1, -1, 1), viewport), Acad::eOk);
+    ASSERT_EQ(lmhost::addLayoutViewport(db, layout, AcGeVector3d(0, 0, 1), viewport), Acad::eOk);
+    ASSERT_EQ(lmhost::addLayoutViewport(db, layout, AcGeVector3d(-2, 0, 0.5), viewport), Acad::eOk);
 }
 
 void buildLargeDrawing(AcDbDatabase* db, int parameters, int references, int cells) {

@@ -166,6 +166,39 @@ TEST(LazyLoading, PrefixedNamesAndCommentsRead) {
     EXPECT_EQ(book->sheet(1).text(1, 1), L"7");
 }
 
+// The scan for rows tries sixteen bytes at a time: row tags, a comment that hides a row and
+// the closing tag are found wherever they fall against those blocks.
+TEST(LazyLoading, RowsAndCommentsAreFoundAtEveryOffset) {
+    for (int pad = 0; pad < 17; ++pad) {
+        std::string rows;
+        for (int r = 1; r <= 12; ++r) {
+            if (r == 7)
+                rows += "<!-- <row r=\"7\"><c r=\"A7\"><v>99</v></c></row> -->";
+            else
+                rows += "<row r=\"" + std::to_string(r) + "\">" +
+                        std::string(std::size_t(r % 5), ' ') + "<c r=\"A" + std::to_string(r) +
+                        "\"><v>" + std::to_string(r * 10) + "</v></c></row>";
+        }
+        for (bool commented : {false, true}) {
+            std::string body = commented ? rows : std::string();
+            if (!commented)
+                for (int r = 1; r <= 12; ++r)
+                    body += "<row r=\"" + std::to_string(r) + "\"><c r=\"A" + std::to_string(r) +
+                            "\"><v>" + std::to_string(r * 10) + "</v></c></row>";
+            XlsxBuilder b;
+            b.part("xl/worksheets/sheet1.xml", "<worksheet><sheetData>" +
+                                                   std::string(std::size_t(pad), ' ') + body +
+                                                   "</sheetData></worksheet>");
+            auto book = sheettest::openBytes(b);
+            ASSERT_TRUE(book);
+            auto& s = book->sheet(0);
+            for (int r = 1; r <= 12; ++r)
+                EXPECT_EQ(s.text(r, 1), commented && r == 7 ? L"" : std::to_wstring(r * 10))
+                    << "pad " << pad << (commented ? ", commented" : "") << ", row " << r;
+        }
+    }
+}
+
 TEST(ColumnWidths, ComeFromColsAndTheDefault) {
     XlsxBuilder b;
     b.sheet(L"S").columnWidth(2, 4, 20).number("A1", 1);
