@@ -6,6 +6,10 @@
 #include <sys/mman.h>
 #include <zip.h>
 
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+#define LM_AVX2_DISPATCH 1
+#endif
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -29,10 +33,43 @@ std::string lowerAscii(std::string s) {
 // An upper bound of the nodes the parser makes: every tag start that is no end tag, and
 // every '=' (attributes). Text of simple elements is held in the element itself. This runs
 // over every byte of every part, so it compares 16 bytes at a time where it can.
+#ifdef LM_AVX2_DISPATCH
+// The same count 32 bytes a step, on processors that have AVX2; `i` ends where it stopped.
+__attribute__((target("avx2"))) std::size_t countNodesAvx2(const unsigned char* p, std::size_t size,
+                                                           std::size_t& i, std::size_t stopAfter) {
+    const __m256i tag = _mm256_set1_epi8('<'), slash = _mm256_set1_epi8('/'),
+                  equals = _mm256_set1_epi8('='), zero = _mm256_setzero_si256();
+    std::size_t n = 0;
+    while (i + 33 <= size && n <= stopAfter) {
+        __m256i counts = zero;
+        for (int step = 0; step < 127 && i + 33 <= size; ++step, i += 32) {
+            __m256i here = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i));
+            __m256i next = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i + 1));
+            __m256i starts =
+                _mm256_andnot_si256(_mm256_cmpeq_epi8(next, slash), _mm256_cmpeq_epi8(here, tag));
+            counts = _mm256_sub_epi8(counts, starts);
+            counts = _mm256_sub_epi8(counts, _mm256_cmpeq_epi8(here, equals));
+        }
+        __m256i sums = _mm256_sad_epu8(counts, zero);
+        n += std::size_t(_mm256_extract_epi64(sums, 0)) +
+             std::size_t(_mm256_extract_epi64(sums, 1)) +
+             std::size_t(_mm256_extract_epi64(sums, 2)) +
+             std::size_t(_mm256_extract_epi64(sums, 3));
+    }
+    return n;
+}
+
+const bool kHaveAvx2 = __builtin_cpu_supports("avx2");
+#endif
+
 std::size_t countNodes(std::string_view text, std::size_t stopAfter) {
     const auto* p = reinterpret_cast<const unsigned char*>(text.data());
     const std::size_t size = text.size();
     std::size_t n = 0, i = 0;
+#ifdef LM_AVX2_DISPATCH
+    if (kHaveAvx2)
+        n = countNodesAvx2(p, size, i, stopAfter);
+#endif
 #ifdef __SSE2__
     const __m128i tag = _mm_set1_epi8('<'), slash = _mm_set1_epi8('/'), equals = _mm_set1_epi8('='),
                   zero = _mm_setzero_si128();

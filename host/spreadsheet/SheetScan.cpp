@@ -9,6 +9,10 @@
 #include <string_view>
 #include <vector>
 
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+#define LM_AVX2_DISPATCH 1
+#endif
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -71,8 +75,71 @@ Status readHead(SheetData& sd, pugi::xml_node root) {
 // closing tag, whether a comment, CDATA or processing instruction stands before it, and where
 // it is. Sixteen places are tried at once for a '<' followed by what could start one of them,
 // which is rare in sheet XML: a search that stops at each '<' would stop millions of times.
+// The number a row's start tag (up to its '>') gives in its r attribute: 0 when it gives
+// none, -1 when what it gives is no row number.
+int rowNumberOf(std::string_view tag) {
+    std::size_t r = tag.find("r=");
+    while (r != std::string_view::npos && tag[r - 1] != ' ' && tag[r - 1] != '\t' &&
+           tag[r - 1] != '\n' && tag[r - 1] != '\r')
+        r = tag.find("r=", r + 1);
+    if (r != std::string_view::npos) {
+        --r; // at the blank before the name
+    }
+    if (r == std::string_view::npos || r + 4 >= tag.size())
+        return 0;
+    std::size_t q = r + 4, qe = tag.find(tag[r + 3], q);
+    long v = 0;
+    std::size_t digits = 0;
+    bool ok = qe != std::string_view::npos && qe > q;
+    for (std::size_t i = q; ok && i < qe; ++i) {
+        if (tag[i] < '0' || tag[i] > '9' || ++digits > 8)
+            ok = false;
+        else
+            v = v * 10 + (tag[i] - '0');
+    }
+    return !ok || v < 1 || v > kMaxRows ? -1 : int(v);
+}
+
+// A row start tag as the scan met it. Its '>' and number are taken while the bytes are in
+// the cache: read later, each of a hundred thousand rows is a miss.
+struct RowTag {
+    std::size_t start;                   // offset from the start of the text given
+    std::size_t end = std::string::npos; // its '>', when within the first bytes looked at
+    int number = 0;                      // as rowNumberOf gives it, when end is known
+};
+
+#ifdef LM_AVX2_DISPATCH
+// The candidates of scanSheetData 32 bytes a step, on processors that have AVX2. Gives true
+// when `visit` ended the scan; `p` ends where the steps stopped.
+template <class Visit>
+__attribute__((target("avx2"))) bool candidatesAvx2(const char*& p, const char* end, char row1,
+                                                    char closing2, Visit& visit) {
+    const __m256i tag = _mm256_set1_epi8('<'), bang = _mm256_set1_epi8('!'),
+                  question = _mm256_set1_epi8('?'), row = _mm256_set1_epi8(row1),
+                  slash = _mm256_set1_epi8('/'), third = _mm256_set1_epi8(closing2);
+    for (; end - p >= 34; p += 32) {
+        __m256i here = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+        __m256i next = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 1));
+        __m256i after = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 2));
+        __m256i wanted = _mm256_or_si256(
+            _mm256_or_si256(_mm256_cmpeq_epi8(next, bang), _mm256_cmpeq_epi8(next, question)),
+            _mm256_or_si256(
+                _mm256_cmpeq_epi8(next, row),
+                _mm256_and_si256(_mm256_cmpeq_epi8(next, slash), _mm256_cmpeq_epi8(after, third))));
+        unsigned mask =
+            unsigned(_mm256_movemask_epi8(_mm256_and_si256(_mm256_cmpeq_epi8(here, tag), wanted)));
+        for (; mask; mask &= mask - 1)
+            if (visit(p + __builtin_ctz(mask)))
+                return true;
+    }
+    return false;
+}
+
+const bool kHaveAvx2 = __builtin_cpu_supports("avx2");
+#endif
+
 struct SheetDataScan {
-    std::vector<std::size_t> rowStarts; // offsets from the start of the text given
+    std::vector<RowTag> rowStarts;
     std::size_t closingAt = std::string::npos;
     bool markup = false; // "<!" or "<?" before the closing tag
 };
@@ -98,12 +165,26 @@ SheetDataScan scanSheetData(std::string_view text, std::string_view rowTag,
             std::memcmp(at, rowTag.data(), rowTag.size()) == 0) {
             char next = at[rowTag.size()];
             if (next == ' ' || next == '>' || next == '/' || next == '\t' || next == '\n' ||
-                next == '\r')
-                scan.rowStarts.push_back(std::size_t(at - begin));
+                next == '\r') {
+                RowTag row{std::size_t(at - begin)};
+                const char* limit = at + std::min<std::ptrdiff_t>(end - at, 256);
+                const char* gt = at;
+                while (gt < limit && *gt != '>')
+                    ++gt;
+                if (gt < limit) {
+                    row.end = std::size_t(gt - begin);
+                    row.number = rowNumberOf(std::string_view(at, std::size_t(gt - at)));
+                }
+                scan.rowStarts.push_back(row);
+            }
         }
         return false;
     };
     const char* p = begin;
+#ifdef LM_AVX2_DISPATCH
+    if (kHaveAvx2 && candidatesAvx2(p, end, rowTag[1], closing[2], visit))
+        return scan;
+#endif
 #ifdef __SSE2__
     const __m128i tag = _mm_set1_epi8('<'), bang = _mm_set1_epi8('!'),
                   question = _mm_set1_epi8('?'), row = _mm_set1_epi8(rowTag[1]),
@@ -161,8 +242,8 @@ bool scanRows(SheetData& d, Status& status, const Limits& limits) {
         return false;
     std::size_t contentEnd = tagEnd + 1 + scan.closingAt;
     std::string_view content(b.data() + tagEnd + 1, scan.closingAt);
-    std::vector<std::size_t>& starts = scan.rowStarts;
-    while (!starts.empty() && starts.back() + rowTag.size() >= content.size())
+    std::vector<RowTag>& starts = scan.rowStarts;
+    while (!starts.empty() && starts.back().start + rowTag.size() >= content.size())
         starts.pop_back();
     std::string head;
     head.reserve(tagEnd + 1 + (b.size() - contentEnd));
@@ -175,39 +256,26 @@ bool scanRows(SheetData& d, Status& status, const Limits& limits) {
     int prevRow = 0;
     d.lightRows.reserve(starts.size());
     for (std::size_t k = 0; k < starts.size(); ++k) {
-        std::size_t at = starts[k];
-        std::size_t stop = k + 1 < starts.size() ? starts[k + 1] : content.size();
-        // The end of the start tag, looked for byte by byte: it is a few bytes away.
-        std::size_t gt = at;
-        while (gt < stop && content[gt] != '>')
-            ++gt;
+        std::size_t at = starts[k].start;
+        std::size_t stop = k + 1 < starts.size() ? starts[k + 1].start : content.size();
+        // The end of the start tag: found by the scan, or else looked for here.
+        std::size_t gt = starts[k].end;
+        int number = starts[k].number;
+        if (gt == std::string::npos) {
+            gt = at;
+            while (gt < stop && content[gt] != '>')
+                ++gt;
+            if (gt < stop)
+                number = rowNumberOf(content.substr(at, gt - at));
+        }
         int rowNum = prevRow + 1;
         if (gt < stop) {
-            std::string_view tag = content.substr(at, gt - at);
-            std::size_t r = tag.find("r=");
-            while (r != std::string_view::npos && tag[r - 1] != ' ' && tag[r - 1] != '\t' &&
-                   tag[r - 1] != '\n' && tag[r - 1] != '\r')
-                r = tag.find("r=", r + 1);
-            if (r != std::string_view::npos) {
-                --r; // at the blank before the name
+            if (number < 0) {
+                status = Status::BadReference;
+                return true;
             }
-            if (r != std::string_view::npos && r + 4 < tag.size()) {
-                std::size_t q = r + 4, qe = tag.find(tag[r + 3], q);
-                long v = 0;
-                std::size_t digits = 0;
-                bool ok = qe != std::string_view::npos && qe > q;
-                for (std::size_t i = q; ok && i < qe; ++i) {
-                    if (tag[i] < '0' || tag[i] > '9' || ++digits > 8)
-                        ok = false;
-                    else
-                        v = v * 10 + (tag[i] - '0');
-                }
-                if (!ok || v < 1 || v > kMaxRows) {
-                    status = Status::BadReference;
-                    return true;
-                }
-                rowNum = int(v);
-            }
+            if (number > 0)
+                rowNum = number;
         }
         if (rowNum <= prevRow)
             return false;

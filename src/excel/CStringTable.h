@@ -9,6 +9,9 @@ public:
     CStringArrayEx() = default;
     CStringArrayEx(const CStringArrayEx&) = default;
     CStringArrayEx& operator=(const CStringArrayEx&) = default;
+    // A table's rows move when it grows.
+    CStringArrayEx(CStringArrayEx&&) = default;
+    CStringArrayEx& operator=(CStringArrayEx&&) = default;
     virtual ~CStringArrayEx() = default;
 
     // Searches inward from both ends at once; the index of a match, or -1. With repeats

@@ -23,6 +23,16 @@ public:
             Copy(other);
         return *this;
     }
+    // Moving hands the elements over, as the framework's arrays relocate their elements bit
+    // by bit when they grow: an array of arrays then grows without copying every text.
+    CArray(CArray&& other) noexcept : CObject() { TakeFrom(other); }
+    CArray& operator=(CArray&& other) noexcept {
+        if (this != &other) {
+            FreeData();
+            TakeFrom(other);
+        }
+        return *this;
+    }
     ~CArray() override { FreeData(); }
 
     INT_PTR GetSize() const { return m_nSize; }
@@ -150,6 +160,14 @@ private:
         if (i < 0 || i >= m_nSize)
             throw CInvalidArgException();
         return i;
+    }
+    void TakeFrom(CArray& other) noexcept {
+        m_pData = other.m_pData;
+        m_nSize = other.m_nSize;
+        m_nMaxSize = other.m_nMaxSize;
+        m_nGrowBy = other.m_nGrowBy;
+        other.m_pData = nullptr;
+        other.m_nSize = other.m_nMaxSize = 0;
     }
     void FreeData() {
         for (INT_PTR i = 0; i < m_nSize; ++i)

@@ -1,4 +1,5 @@
 // The framework's text classes and the platform's wide printf, as the plug-in relies on them.
+#include <string>
 #include <gtest/gtest.h>
 
 #include "afx.h"
@@ -135,6 +136,32 @@ TEST(CArray, InsertRemoveAndCopyKeepOrder) {
     a.RemoveAll();
     EXPECT_EQ(b.GetSize(), 2);
     EXPECT_TRUE(a.IsEmpty());
+}
+
+// An array of arrays grows by handing its rows over: each keeps its texts, and the buffer of
+// a row's texts is the same one after the growth.
+TEST(CArray, ArraysOfArraysGrowByMovingTheirRows) {
+    CArray<CStringArray, CStringArray&> rows;
+    CStringArray first;
+    first.Add(L"a");
+    first.Add(L"b");
+    rows.Add(first);
+    const CString* texts = rows[0].GetData();
+    for (int i = 0; i < 100; ++i) {
+        CStringArray row;
+        row.Add(CString(std::to_wstring(i).c_str()));
+        rows.Add(row);
+    }
+    EXPECT_GT(rows.GetAllocatedSize(), 5);
+    EXPECT_EQ(rows[0].GetData(), texts);
+    EXPECT_EQ(rows[0][1], L"b");
+    EXPECT_EQ(rows[100][0], L"99");
+    CArray<CStringArray, CStringArray&> taken(std::move(rows));
+    EXPECT_TRUE(rows.IsEmpty());
+    EXPECT_EQ(taken.GetSize(), 101);
+    rows = std::move(taken);
+    EXPECT_EQ(rows[50][0], L"49");
+    EXPECT_EQ(taken.GetSize(), 0);
 }
 
 TEST(CRuntime, WtoiReadsLikeTheHostRuntime) {
