@@ -5,6 +5,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <vector>
 
 namespace excelhost::automation {
 
@@ -207,7 +208,14 @@ HRESULT AutoObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* para
     const Member* m = findMember(m_kind, id, flags);
     if (!m)
         return DISP_E_MEMBERNOTFOUND;
-    std::wstring key = std::wstring(kindName(m_kind)) + L"." + m->name;
+    // "Kind.Member", made once per member: every call is counted and logged under it.
+    static const std::vector<std::wstring> keys = [] {
+        std::vector<std::wstring> all;
+        for (const Member& each : kMembers)
+            all.push_back(std::wstring(kindName(each.kind)) + L"." + each.name);
+        return all;
+    }();
+    const std::wstring& key = keys[std::size_t(m - kMembers)];
     World& w = world();
     ++w.calls[key];
     w.callLog.push_back(key);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <utility>
 #include <vector>
 
 #include "acdocman.h"
@@ -38,6 +39,14 @@ CString resolveAgainstDrawing(const CString& path) {
     return canonical;
 }
 
+// Appends the record by moving its texts into a new last element, which grows the array by
+// the same rule as Add, without copying every text of each record once more.
+void append(CLinkedParameterXlsInfoArray& links, CLinkedParameterXlsInfo& record) {
+    INT_PTR at = links.GetSize();
+    links.SetSize(at + 1);
+    links[at] = std::move(record);
+}
+
 void addParameterLinks(CLinkedParameterXlsInfoArray& links, const AcDbAssocNetwork* network) {
     forEachVariable(network, [&links](AcDbAssocVariable* variable) {
         CString text;
@@ -49,7 +58,7 @@ void addParameterLinks(CLinkedParameterXlsInfoArray& links, const AcDbAssocNetwo
             return;
         record.objectId = variable->objectId();
         record.name = variable->name();
-        links.Add(record);
+        append(links, record);
     });
 }
 
@@ -66,7 +75,7 @@ void addDirectLinks(CLinkedParameterXlsInfoArray& links, AcDbBlockReference* ref
         record.objectId = reference->objectId();
         record.name = static_cast<const wchar_t*>(property);
         record.isBlockProperty = 1;
-        links.Add(record);
+        append(links, record);
     }
 }
 
@@ -88,7 +97,7 @@ void addNestedLinks(CLinkedParameterXlsInfoArray& links, AcDbBlockReference* ref
         record.objectId = objectId;
         record.name = static_cast<const wchar_t*>(property);
         record.isBlockProperty = 1;
-        links.Add(record);
+        append(links, record);
     }
 }
 
