@@ -2,7 +2,9 @@
 // and failures injected, Excel's exceptions filled in.
 #include "spreadsheet/AutomationDispatch.h"
 
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <string>
 #include <vector>
@@ -101,6 +103,24 @@ const Member* findMember(Kind kind, DISPID id, WORD flags) {
         if (m.kind == kind && m.id == id && (m.flags & flags))
             return &m;
     return nullptr;
+}
+
+const std::vector<std::wstring>& memberKeys() {
+    static const std::vector<std::wstring> keys = [] {
+        std::vector<std::wstring> all;
+        for (const Member& each : kMembers)
+            all.push_back(std::wstring(kindName(each.kind)) + L"." + each.name);
+        return all;
+    }();
+    return keys;
+}
+
+int memberIndex(const std::wstring& key) {
+    const std::vector<std::wstring>& keys = memberKeys();
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        if (keys[i] == key)
+            return static_cast<int>(i);
+    return -1;
 }
 
 const VARIANT* deref(const VARIANT* v) {
@@ -208,22 +228,21 @@ HRESULT AutoObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* para
     const Member* m = findMember(m_kind, id, flags);
     if (!m)
         return DISP_E_MEMBERNOTFOUND;
-    // "Kind.Member", made once per member: every call is counted and logged under it.
-    static const std::vector<std::wstring> keys = [] {
-        std::vector<std::wstring> all;
-        for (const Member& each : kMembers)
-            all.push_back(std::wstring(kindName(each.kind)) + L"." + each.name);
-        return all;
-    }();
-    const std::wstring& key = keys[std::size_t(m - kMembers)];
+    const std::size_t index = std::size_t(m - kMembers);
     World& w = world();
-    ++w.calls[key];
-    w.callLog.push_back(key);
-    auto injected = w.failures.find(key);
-    if (injected != w.failures.end()) {
-        HRESULT code = injected->second;
-        w.failures.erase(injected);
-        return code;
+    if (w.calls.size() != std::size(kMembers))
+        w.calls.assign(std::size(kMembers), 0);
+    ++w.calls[index];
+    if (w.callLog.size() == 2 * kCallLogKept)
+        w.callLog.erase(w.callLog.begin(), w.callLog.begin() + kCallLogKept);
+    w.callLog.push_back(static_cast<std::uint16_t>(index));
+    if (!w.failures.empty()) {
+        auto injected = w.failures.find(memberKeys()[index]);
+        if (injected != w.failures.end()) {
+            HRESULT code = injected->second;
+            w.failures.erase(injected);
+            return code;
+        }
     }
     if (!m_inst->running)
         return RPC_E_DISCONNECTED;
@@ -242,8 +261,8 @@ HRESULT AutoObject::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* para
                 return DISP_E_BADPARAMCOUNT;
             args.value = deref(&params->rgvarg[0]);
         }
-        for (UINT i = 0; i < positional; ++i)
-            args.positional.push_back(deref(&params->rgvarg[params->cArgs - 1 - i]));
+        args.reversed = params->rgvarg + named;
+        args.count = positional;
     }
     WORD kind = flags;
     if ((flags & kPut) && !args.value)

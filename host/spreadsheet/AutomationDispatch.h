@@ -36,22 +36,30 @@ struct Member {
 };
 
 const Member* findMember(Kind kind, DISPID id, WORD flags);
+// "Kind.Member" of each entry of the member table, by its place in the table; -1 for an
+// unknown key.
+const std::vector<std::wstring>& memberKeys();
+int memberIndex(const std::wstring& key);
+// Calls kept in the log: at least this many of the latest.
+constexpr std::size_t kCallLogKept = 1 << 16;
+
+const VARIANT* deref(const VARIANT* v);
 
 // The arguments in the order the caller wrote them; a missing one is null.
 struct Args {
-    std::vector<const VARIANT*> positional;
+    // The caller's DISPPARAMS hold them last to first.
+    const VARIANT* reversed = nullptr;
+    size_t count = 0;
     const VARIANT* value = nullptr; // the new value of a property put
     const VARIANT* at(size_t i) const {
-        if (i >= positional.size())
+        if (i >= count)
             return nullptr;
-        const VARIANT* v = positional[i];
+        const VARIANT* v = deref(&reversed[count - 1 - i]);
         if (v->vt == VT_ERROR && v->scode == DISP_E_PARAMNOTFOUND)
             return nullptr;
         return v;
     }
 };
-
-const VARIANT* deref(const VARIANT* v);
 
 // A failure as Excel raises it: DISP_E_EXCEPTION with its text and code 0x800A03EC.
 struct ExcelFailure {

@@ -6,6 +6,7 @@
 #include "spreadsheet/AutomationDispatch.h"
 #include "spreadsheet/ExcelAddress.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -185,12 +186,18 @@ void setActiveObjectRefusesDispatch(bool refuse) {
 }
 
 int callCount(const std::wstring& member) {
-    auto it = world().calls.find(member);
-    return it == world().calls.end() ? 0 : it->second;
+    int index = automation::memberIndex(member);
+    const std::vector<int>& calls = world().calls;
+    return index < 0 || std::size_t(index) >= calls.size() ? 0 : calls[std::size_t(index)];
 }
 
-const std::vector<std::wstring>& callLog() {
-    return world().callLog;
+std::vector<std::wstring> callLog() {
+    const std::vector<std::wstring>& keys = automation::memberKeys();
+    std::vector<std::wstring> out;
+    out.reserve(world().callLog.size());
+    for (std::uint16_t index : world().callLog)
+        out.push_back(keys[index]);
+    return out;
 }
 
 void clearCalls() {

@@ -80,7 +80,8 @@ void setActiveObjectRefusesDispatch(bool refuse);
 // Calls answered, by "Object.Member" (Application, Workbooks, Workbook, Worksheets,
 // Worksheet, Range, Name, Window); each call counts once, failed ones too.
 int callCount(const std::wstring& member);
-const std::vector<std::wstring>& callLog();
+// The calls in order, the latest 65,536 at least (a long session keeps no more).
+std::vector<std::wstring> callLog();
 void clearCalls();
 // Automation objects not yet released by their clients.
 int liveObjects();

@@ -7,6 +7,7 @@
 #include "spreadsheet/ExcelControl.h"
 
 #include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -53,8 +54,8 @@ struct World {
     std::wstring defaultVersion = L"16.0";
     bool installed = true;
     bool refuseDispatch = false;
-    std::map<std::wstring, int> calls;
-    std::vector<std::wstring> callLog;
+    std::vector<int> calls;             // by member, in the order of the dispatch table
+    std::vector<std::uint16_t> callLog; // members called, the latest calls only
     std::map<std::wstring, HRESULT> failures;
     std::atomic<int> liveObjects{0};
 };

@@ -1,5 +1,6 @@
 // The spreadsheet program's automation objects, driven as a client drives them: through
 // COleDispatchDriver::InvokeHelper with Excel's member numbers.
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "afxdisp.h"
@@ -484,6 +485,26 @@ TEST_F(AutomationTest, DriverRulesAndCounting) {
     excelhost::failNextCall(L"Application.Version", E_FAIL);
     EXPECT_EQ(raised([&] { app.text(0x188); }), L"code " + std::to_wstring(0x80004005u));
     EXPECT_EQ(app.text(0x188), L"16.0");
+}
+
+TEST_F(AutomationTest, CallLogKeepsTheLatestCallsOfALongSession) {
+    Obj app = launch();
+    excelhost::clearCalls();
+    app.text(0x188);
+    for (int i = 0; i < 150000; ++i)
+        app.number(0x22E);
+    app.get(0x23C).number(0x76);
+    std::vector<std::wstring> log = excelhost::callLog();
+    // Bounded, newest last, and the counts still see every call.
+    EXPECT_GE(log.size(), 65536u);
+    EXPECT_LE(log.size(), 2u * 65536u);
+    EXPECT_EQ(log[log.size() - 3], L"Application.Visible");
+    EXPECT_EQ(log[log.size() - 2], L"Application.Workbooks");
+    EXPECT_EQ(log.back(), L"Workbooks.Count");
+    EXPECT_EQ(std::count(log.begin(), log.end(), L"Application.Version"), 0);
+    EXPECT_EQ(excelhost::callCount(L"Application.Visible"), 150000);
+    EXPECT_EQ(excelhost::callCount(L"Application.Version"), 1);
+    EXPECT_EQ(excelhost::callCount(L"No.Such"), 0);
 }
 
 // --- the COM pieces under the drivers ---
