@@ -51,9 +51,21 @@ double _wtof(const wchar_t* text) {
     return text ? std::wcstod(text, nullptr) : 0.0;
 }
 
+namespace {
+
+// The program runs in a UTF-8 locale whose lower case of ASCII letters is the plain one;
+// names compared are mostly ASCII, so those skip the table lookup.
+wint_t lowerOf(wchar_t c) {
+    if (static_cast<wint_t>(c) < 0x80)
+        return c >= L'A' && c <= L'Z' ? static_cast<wint_t>(c + 32) : static_cast<wint_t>(c);
+    return std::towlower(static_cast<wint_t>(c));
+}
+
+} // namespace
+
 int _wcsicmp(const wchar_t* a, const wchar_t* b) {
     for (;; ++a, ++b) {
-        wint_t ca = std::towlower(*a), cb = std::towlower(*b);
+        wint_t ca = lowerOf(*a), cb = lowerOf(*b);
         if (ca != cb || !ca)
             return static_cast<int>(ca) - static_cast<int>(cb);
     }
@@ -61,7 +73,7 @@ int _wcsicmp(const wchar_t* a, const wchar_t* b) {
 
 int _wcsnicmp(const wchar_t* a, const wchar_t* b, size_t n) {
     for (; n; --n, ++a, ++b) {
-        wint_t ca = std::towlower(*a), cb = std::towlower(*b);
+        wint_t ca = lowerOf(*a), cb = lowerOf(*b);
         if (ca != cb || !ca)
             return static_cast<int>(ca) - static_cast<int>(cb);
     }

@@ -2,6 +2,7 @@
 // dispatch driver with InvokeHelper.
 #include <cstring>
 #include <cwchar>
+#include <iterator>
 #include <vector>
 
 #include "afxdisp.h"
@@ -372,13 +373,25 @@ void COleDispatchDriver::InvokeHelper(DISPID member, WORD flags, VARTYPE resultT
 namespace {
 
 // The arguments as the caller wrote them, turned into variants in reverse order.
+// Calls rarely pass more than a few: those stay on the stack.
 struct Arguments {
-    std::vector<VARIANT> variants;
-    ~Arguments() {
-        for (VARIANT& v : variants)
-            if (v.vt == VT_BSTR)
-                SysFreeString(v.bstrVal);
+    explicit Arguments(size_t n) : count(n) {
+        if (n > std::size(inlined)) {
+            spilled.resize(n);
+            variants = spilled.data();
+        }
     }
+    ~Arguments() {
+        for (size_t i = 0; i < count; ++i)
+            if (variants[i].vt == VT_BSTR)
+                SysFreeString(variants[i].bstrVal);
+    }
+    Arguments(const Arguments&) = delete;
+    Arguments& operator=(const Arguments&) = delete;
+    size_t count;
+    VARIANT inlined[4];
+    std::vector<VARIANT> spilled;
+    VARIANT* variants = inlined;
 };
 
 void freeExcepInfo(EXCEPINFO& info) {
@@ -395,8 +408,9 @@ void COleDispatchDriver::InvokeHelperV(DISPID member, WORD flags, VARTYPE result
         return;
 
     size_t count = paramInfo ? std::strlen(reinterpret_cast<const char*>(paramInfo)) : 0;
-    Arguments arguments;
-    arguments.variants.resize(count);
+    Arguments arguments(count);
+    for (size_t i = 0; i < count; ++i)
+        VariantInit(&arguments.variants[i]);
     for (size_t i = 0; i < count; ++i) {
         VARIANT& v = arguments.variants[count - 1 - i];
         VariantInit(&v);
@@ -461,8 +475,8 @@ void COleDispatchDriver::InvokeHelperV(DISPID member, WORD flags, VARTYPE result
     }
 
     DISPID named = DISPID_PROPERTYPUT;
-    DISPPARAMS params{arguments.variants.empty() ? nullptr : arguments.variants.data(), nullptr,
-                      static_cast<UINT>(count), 0};
+    DISPPARAMS params{count == 0 ? nullptr : arguments.variants, nullptr, static_cast<UINT>(count),
+                      0};
     if (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) {
         params.cNamedArgs = 1;
         params.rgdispidNamedArgs = &named;

@@ -177,10 +177,17 @@ HINSTANCE ShellExecuteW(HWND, LPCWSTR lpOperation, LPCWSTR lpFile, LPCWSTR lpPar
 
 BOOL PathFileExistsW(LPCWSTR pszPath) {
     // Without the long-path prefix the platform finds nothing at MAX_PATH or more characters.
-    if (!pszPath || !*pszPath || std::wcslen(pszPath) >= MAX_PATH)
+    if (!pszPath || !*pszPath)
         return FALSE;
+    std::size_t length = std::wcslen(pszPath);
+    if (length >= MAX_PATH)
+        return FALSE;
+    // Asked once per link of an update: the name is made on the stack, and the one stat
+    // stays so that a file removed or added meanwhile is seen.
+    char name[4 * MAX_PATH + 1];
+    lmhost::narrowInto(std::wstring_view(pszPath, length), name);
     struct stat st;
-    return stat(lmhost::narrow(pszPath).c_str(), &st) == 0 ? TRUE : FALSE;
+    return stat(name, &st) == 0 ? TRUE : FALSE;
 }
 
 BOOL PathIsRelativeW(LPCWSTR pszPath) {

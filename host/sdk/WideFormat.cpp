@@ -76,29 +76,35 @@ std::wstring widen(const std::string& text) {
     return out;
 }
 
-std::string narrow(const std::wstring& text) {
-    std::string out;
-    out.reserve(text.size());
+std::size_t narrowInto(std::wstring_view text, char* out) {
+    char* at = out;
     for (wchar_t wc : text) {
         uint32_t cp = static_cast<uint32_t>(wc);
         if (cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))
             cp = 0xFFFD;
         if (cp < 0x80) {
-            out += static_cast<char>(cp);
+            *at++ = static_cast<char>(cp);
         } else if (cp < 0x800) {
-            out += static_cast<char>(0xC0 | (cp >> 6));
-            out += static_cast<char>(0x80 | (cp & 0x3F));
+            *at++ = static_cast<char>(0xC0 | (cp >> 6));
+            *at++ = static_cast<char>(0x80 | (cp & 0x3F));
         } else if (cp < 0x10000) {
-            out += static_cast<char>(0xE0 | (cp >> 12));
-            out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (cp & 0x3F));
+            *at++ = static_cast<char>(0xE0 | (cp >> 12));
+            *at++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+            *at++ = static_cast<char>(0x80 | (cp & 0x3F));
         } else {
-            out += static_cast<char>(0xF0 | (cp >> 18));
-            out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (cp & 0x3F));
+            *at++ = static_cast<char>(0xF0 | (cp >> 18));
+            *at++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+            *at++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+            *at++ = static_cast<char>(0x80 | (cp & 0x3F));
         }
     }
+    *at = 0;
+    return static_cast<std::size_t>(at - out);
+}
+
+std::string narrow(const std::wstring& text) {
+    std::string out(4 * text.size() + 1, '\0');
+    out.resize(narrowInto(text, out.data()));
     return out;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -17,6 +18,9 @@ std::wstring formatWide(const wchar_t* format, ...);
 std::wstring widen(const char* text);
 std::wstring widen(const std::string& text);
 std::string narrow(const std::wstring& text);
+// The same into out, which holds at least 4 * text.size() + 1 bytes; gives the length
+// without the closing null it writes.
+std::size_t narrowInto(std::wstring_view text, char* out);
 
 // Equal ignoring case, character by character as _wcsicmp compares (names of commands,
 // files, sheets, keywords typed by the user).

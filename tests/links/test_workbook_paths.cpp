@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -89,6 +90,32 @@ TEST(PathCalls, AFileBeyondThePathLimitIsNotFound) {
     EXPECT_TRUE(std::filesystem::exists(deep));
     EXPECT_FALSE(PathFileExistsW(deep.wstring().c_str()));
     EXPECT_TRUE(PathFileExistsW(std::filesystem::path(pattern).wstring().c_str()));
+    std::filesystem::remove_all(pattern);
+}
+
+TEST(PathCalls, FileChecksSeeRemovalsAndAcceptWideNamesUpToTheLimit) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "pathwide-XXXXXX").string();
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    // Two-, three- and four-byte characters up to the last character the limit allows, in
+    // folders short enough for the file system; the same name in UTF-8 for the file calls.
+    std::wstring name(pattern.begin(), pattern.end());
+    std::string bytes = pattern;
+    name += L"/\u6587\U0001F4C4";
+    bytes += "/\xE6\x96\x87\xF0\x9F\x93\x84";
+    for (int i = 0; name.size() < MAX_PATH - 6; ++i) {
+        name += i % 40 == 39 ? L"/" : L"\u00e9";
+        bytes += i % 40 == 39 ? "/" : "\xC3\xA9";
+    }
+    name += L".xlsx";
+    bytes += ".xlsx";
+    ASSERT_EQ(name.size(), std::size_t(MAX_PATH - 1));
+    std::filesystem::path file(bytes);
+    std::filesystem::create_directories(file.parent_path());
+    EXPECT_FALSE(PathFileExistsW(name.c_str()));
+    std::ofstream(file) << "x";
+    EXPECT_TRUE(PathFileExistsW(name.c_str()));
+    std::filesystem::remove(file);
+    EXPECT_FALSE(PathFileExistsW(name.c_str()));
     std::filesystem::remove_all(pattern);
 }
 

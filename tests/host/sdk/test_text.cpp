@@ -1,6 +1,8 @@
 // The framework's text classes and the platform's wide printf, as the plug-in relies on them.
-#include <string>
 #include <gtest/gtest.h>
+
+#include <clocale>
+#include <string>
 
 #include "afx.h"
 #include "sdk/WideFormat.h"
@@ -162,6 +164,27 @@ TEST(CArray, ArraysOfArraysGrowByMovingTheirRows) {
     rows = std::move(taken);
     EXPECT_EQ(rows[50][0], L"49");
     EXPECT_EQ(taken.GetSize(), 0);
+}
+
+TEST(CRuntime, NamesCompareWithoutCaseOnlyForLetters) {
+    EXPECT_EQ(_wcsicmp(L"Sheet1", L"SHEET1"), 0);
+    EXPECT_LT(_wcsicmp(L"abc", L"ABD"), 0);
+    EXPECT_GT(_wcsicmp(L"Z", L"a"), 0);
+    EXPECT_LT(_wcsicmp(L"ab", L"AB1"), 0);
+    // The characters next to the letters keep their place.
+    EXPECT_NE(_wcsicmp(L"[", L"{"), 0);
+    EXPECT_NE(_wcsicmp(L"@", L"`"), 0);
+    EXPECT_LT(_wcsicmp(L"_", L"a"), 0); // '_' sorts before letters made lower case
+    EXPECT_EQ(_wcsnicmp(L"SheetX", L"sheety", 5), 0);
+    EXPECT_NE(_wcsnicmp(L"SheetX", L"sheety", 6), 0);
+    // Letters beyond ASCII follow the program's UTF-8 locale.
+    std::string before = std::setlocale(LC_CTYPE, nullptr);
+    if (std::setlocale(LC_CTYPE, "C.UTF-8")) {
+        EXPECT_EQ(_wcsicmp(L"\u00c9TAGE", L"\u00e9tage"), 0);
+        EXPECT_EQ(_wcsicmp(L"\u0394", L"\u03b4"), 0);
+        EXPECT_NE(_wcsicmp(L"\u00e9", L"e"), 0);
+    }
+    std::setlocale(LC_CTYPE, before.c_str());
 }
 
 TEST(CRuntime, WtoiReadsLikeTheHostRuntime) {
