@@ -206,8 +206,8 @@ void Workbook::setActiveSheet(int index) {
         view = views.append_child("workbookView");
     (view.attribute("activeTab") ? view.attribute("activeTab")
                                  : view.append_attribute("activeTab")) = index;
+    // Kept by a save, but no change the user is asked to save, as with a selection.
     m_impl->workbookModified = true;
-    markDirty();
 }
 
 const DefinedName* Workbook::findName(const std::wstring& name, int scopeSheet) const {

@@ -122,8 +122,8 @@ void Worksheet::select(const RangeRef& range, CellRef active) {
                                  : sel.append_attribute("activeCell")) = ac.c_str();
     std::string sq = toUtf8(m_data->sqref);
     (sel.attribute("sqref") ? sel.attribute("sqref") : sel.append_attribute("sqref")) = sq.c_str();
+    // A save keeps the selection, but selecting is no change the user is asked to save.
     m_data->modified = true;
-    m_book->markDirty();
 }
 
 namespace {

@@ -60,6 +60,22 @@ TEST_F(ShellTest, TypedCellsShowAsExcelDisplaysThemAndAreLostUnlessSaved) {
         << r.transcript;
 }
 
+TEST_F(ShellTest, SelectingIsNoChangeToSaveButASaveKeepsIt) {
+    std::string book = (m_dir / "selected.xlsx").string();
+    ProgramRun r =
+        run("XLSTART\nXLTYPE A1 kept\nXLSAVE \"" + book + "\"\nXLSELECT B3\nXLSHOW\n" +
+                "XLQUIT\nXLSTART\nXLOPEN \"" + book + "\"\nXLSELECT C4\nXLSAVE\nXLQUIT\n" +
+                "XLSTART\nXLOPEN \"" + book + "\"\nXLSHOW\nXLQUIT\n",
+            "--no-load");
+    EXPECT_EQ(r.exitCode, 0) << r.errors;
+    EXPECT_NE(r.transcript.find("\nCommand: XLSHOW\nselected.xlsx, sheet Sheet1, used range A1, "
+                                "active cell B3:"),
+              std::string::npos)
+        << r.transcript;
+    EXPECT_EQ(r.transcript.find("not saved"), std::string::npos) << r.transcript;
+    EXPECT_NE(r.transcript.rfind("active cell C4:"), std::string::npos) << r.transcript;
+}
+
 TEST_F(ShellTest, TextStyleCommandsShowAndRefuse) {
     ProgramRun r = run("TABLESTYLE\nTABLESTYLE 2.5\nTABLESTYLE NEW Big 7\nTEXTSIZE 3\n"
                        "TEXTSTYLE Notes 0.5\nTABLESTYLE 0\n",
