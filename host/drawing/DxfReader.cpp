@@ -431,8 +431,10 @@ private:
             auto* acad = new AcDbRegAppTableRecord;
             acad->setName(L"ACAD");
             m_impl->nextHandle = m_fresh++;
-            regApps->add(acad);
-            acad->close();
+            if (regApps->add(acad) != Acad::eOk)
+                delete acad;
+            else
+                acad->close();
         }
         regApps->close();
 
@@ -522,6 +524,12 @@ private:
         if (name.empty() || record->setName(name.c_str()) != Acad::eOk) {
             delete record;
             fail(r.line, std::wstring(L"a record of the ") + tableName + L" table has no name");
+        }
+        // Cut at a NUL the name would become another one.
+        if (name.find(L'\0') != std::wstring::npos) {
+            delete record;
+            fail(r.line, std::wstring(L"a record of the ") + tableName +
+                             L" table has a name the model refuses");
         }
         m_impl->nextHandle = handleFor(r);
         AcDbObjectId id;

@@ -131,6 +131,11 @@ TEST_F(DxfHostile, BrokenStructureIsRefused) {
             refusal(changed("AcDbBlockBegin\n  2\nDoor\n", "  2\nDoor\n", "  2\n" + bad + "\n"));
         EXPECT_NE(reason.find("a block has a name the model refuses"), std::string::npos) << reason;
     }
+    // A registered application whose name a NUL would cut to another one.
+    reason = refusal(changed("\nAPPID\n", "  2\nACAD\n", std::string("  2\nACAD\0x\n", 11)));
+    EXPECT_NE(reason.find("a record of the APPID table has a name the model refuses"),
+              std::string::npos)
+        << reason;
     // Xdata of an application the file does not register.
     reason = refusal(changed("1001\n", "OTHER^ APP", "UNKNOWN_APP"));
     EXPECT_NE(reason.find("xdata of an application the file does not register"), std::string::npos)
