@@ -99,4 +99,16 @@ protected:
     StepDriver driver;
 };
 
+// The drawing the dialog's own tests work on: d1, Width, and area computed from d1.
+class ManagerWithParameters : public ManagerTest {
+protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        d1 = addParameter(L"d1", L"10");
+        width = addParameter(L"Width", L"5");
+        addParameter(L"area", L"d1*2");
+    }
+    AcDbObjectId d1, width;
+};
+
 } // namespace managertest

@@ -15,14 +15,8 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class LinkFiles : public ManagerTest {
+class LinkFiles : public ManagerWithParameters {
 protected:
-    void SetUp() override {
-        ManagerTest::SetUp();
-        d1 = addParameter(L"d1", L"10");
-        width = addParameter(L"Width", L"5");
-        addParameter(L"area", L"d1*2");
-    }
     std::string file(const std::wstring& name) const {
         return wbtest::fs::path(path(name)).string();
     }
@@ -41,7 +35,6 @@ protected:
         driver.steps.push_back({false, L"type 1152 " + target});
         driver.steps.push_back({false, L"ok"});
     }
-    AcDbObjectId d1, width;
 };
 
 TEST_F(LinkFiles, ExportWritesOneLinePerRowInListOrder) {

@@ -11,16 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-class ManagerDialog : public ManagerTest {
-protected:
-    void SetUp() override {
-        ManagerTest::SetUp();
-        d1 = addParameter(L"d1", L"10");
-        width = addParameter(L"Width", L"5");
-        addParameter(L"area", L"d1*2");
-    }
-    AcDbObjectId d1, width;
-};
+class ManagerDialog : public ManagerWithParameters {};
 
 TEST_F(ManagerDialog, OpensWithItsControlsTheSortedNamesAndTheStoredLinks) {
     AcDbObjectId door = insert(defineDoor());
